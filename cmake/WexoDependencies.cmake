@@ -1,0 +1,23 @@
+# Third-party dependencies, found once for the whole tree.
+find_package(Threads REQUIRED)
+find_package(Protobuf 3.21 REQUIRED)
+find_package(nlohmann_json 3.10 REQUIRED)
+find_package(CLI11 QUIET CONFIG)
+if(NOT CLI11_FOUND)
+  find_path(CLI11_INCLUDE_DIR CLI/CLI.hpp REQUIRED)
+  add_library(CLI11::CLI11 INTERFACE IMPORTED)
+  target_include_directories(CLI11::CLI11 INTERFACE ${CLI11_INCLUDE_DIR})
+endif()
+
+# c-ares: the record API and ares_queue_wait_empty arrived in 1.28. scripts/setup
+# builds 1.34.5 as a static PIC library into .deps/cares when the system's is older.
+find_package(c-ares 1.28 REQUIRED CONFIG)
+if(c-ares_VERSION VERSION_LESS 1.28)
+  message(FATAL_ERROR "c-ares ${c-ares_VERSION} is too old; run scripts/setup")
+endif()
+if(TARGET c-ares::cares_static)
+  set(WEXO_CARES_TARGET c-ares::cares_static)
+else()
+  set(WEXO_CARES_TARGET c-ares::cares)
+endif()
+message(STATUS "c-ares ${c-ares_VERSION} (${WEXO_CARES_TARGET})")

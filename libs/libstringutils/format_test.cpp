@@ -1,0 +1,66 @@
+#include <libstringutils/exceptions.hpp>
+#include <libstringutils/format.hpp>
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace vantrel::kelvane::libstringutils {
+namespace {
+
+TEST(Format, PlaceholdersInAnyOrderAndRepeated) {
+    EXPECT_EQ(format("%1:s-%0:s", {"a", "b"}), "b-a");
+    EXPECT_EQ(format("%0:s%0:s/%0:s", {"x"}), "xx/x");
+    EXPECT_EQ(format("[%10:s]", {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "ten"}), "[ten]");
+    EXPECT_EQ(format("no placeholders", {"unused"}), "no placeholders");
+    EXPECT_EQ(format("", {}), "");
+}
+
+TEST(Format, DoublePercentIsALiteralPercent) {
+    EXPECT_EQ(format("100%%", {}), "100%");
+    EXPECT_EQ(format("%%0:s", {"a"}), "%0:s");
+    EXPECT_EQ(format("%%%0:s%%", {"7"}), "%7%");
+}
+
+TEST(Format, ArgumentsAreInsertedVerbatim) {
+    EXPECT_EQ(format("<%0:s>", {"%1:s %% %"}), "<%1:s %% %>");
+}
+
+TEST(Format, LonePercentIsMalformedWhateverTheArguments) {
+    for (const char* text : {"50% done", "%0:d", "%", "end %", "%:s", "%0", "%0:"}) {
+        EXPECT_THROW(format(text, {"a", "b"}), exceptions::format_string_error) << text;
+    }
+    try {
+        format("50% done", {});
+        FAIL();
+    } catch (const exceptions::format_string_error& e) {
+        EXPECT_STREQ(e.what(), "Malformed placeholder in format string.");
+    }
+}
+
+TEST(Format, IndexBeyondArgumentsNamesTheDigits) {
+    try {
+        format("%2:s", {"a", "b"});
+        FAIL();
+    } catch (const exceptions::placeholder_index_not_in_arguments& e) {
+        EXPECT_STREQ(e.what(), "Index 2 is too high for argument list.");
+    }
+    try {
+        format("%007:s", {});
+        FAIL();
+    } catch (const exceptions::placeholder_index_not_in_arguments& e) {
+        EXPECT_STREQ(e.what(), "Index 007 is too high for argument list.");
+    }
+}
+
+TEST(Format, IndexTooLargeForANumberIsOutOfRange) {
+    EXPECT_THROW(format("%99999999999999999999999:s", {"a"}), std::out_of_range);
+}
+
+TEST(Format, BothFormatterErrorsShareTheFamilyRoot) {
+    EXPECT_THROW(format("%", {}), exceptions::exception);
+    EXPECT_THROW(format("%3:s", {}), exceptions::exception);
+}
+
+} // namespace
+} // namespace vantrel::kelvane::libstringutils
