@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <ostream>
 #include <string>
 
 namespace vantrel::kelvane::dns {
@@ -29,6 +30,7 @@ struct accepted_line {
     const char* name;
     std::string line;
     blacklist_server_definition expected;
+    friend void PrintTo(const accepted_line& c, std::ostream* os) { *os << c.line; }
 };
 
 class AcceptedLine : public testing::TestWithParam<accepted_line> {};
@@ -66,6 +68,7 @@ struct refused_line {
     std::string line;
     std::string key;
     std::string argument;
+    friend void PrintTo(const refused_line& c, std::ostream* os) { *os << c.line; }
 };
 
 class RefusedLine : public testing::TestWithParam<refused_line> {};
@@ -130,6 +133,7 @@ struct answer_case {
     std::string filter;
     std::string answer;
     bool matches;
+    friend void PrintTo(const answer_case& c, std::ostream* os) { *os << c.filter << " vs " << c.answer; }
 };
 
 class AnswerMatch : public testing::TestWithParam<answer_case> {};
@@ -158,6 +162,7 @@ INSTANTIATE_TEST_SUITE_P(
                     answer_case{"ThreeOctetsNever", all, "127.0.0", false},
                     answer_case{"FiveOctetsNever", all, "127.0.0.2.1", false},
                     answer_case{"OctetAbove255Never", all, "127.0.0.256", false},
+                    answer_case{"FourDigitOctetNever", all, "127.0.0.0002", false},
                     answer_case{"EmptyOctetNever", all, "127..0.2", false},
                     answer_case{"TrailingDotNever", all, "127.0.0.", false},
                     answer_case{"SignNever", all, "127.0.0.+2", false},
