@@ -1,0 +1,29 @@
+#pragma once
+
+#include <libwexohelper/messaging/wexo_message.hpp>
+
+#include <string>
+#include <string_view>
+
+namespace vantrel::kelvane::libwexohelper::messaging {
+
+// The module's manifest for the host. Without texts, the manifest's top-level
+// "Text" member is left out and every other byte stays as it was.
+class module_information_message final : public wexo_message {
+public:
+    module_information_message(std::string_view manifest_json, bool include_texts);
+
+    const std::string& manifest() const noexcept { return manifest_; }
+    void fill(wire::Envelope& envelope) const override;
+
+private:
+    std::string manifest_;
+    bool include_texts_;
+};
+
+// The JSON text without its top-level member `key` (and the comma that joined
+// it). The text is returned unchanged when it has no such member or is not a
+// JSON object.
+std::string without_top_level_member(std::string_view json, std::string_view key);
+
+} // namespace vantrel::kelvane::libwexohelper::messaging

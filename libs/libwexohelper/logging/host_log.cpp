@@ -1,0 +1,43 @@
+#include <libwexohelper/logging/host_log.hpp>
+
+#include <wexo.pb.h>
+
+namespace vantrel::kelvane::libwexohelper::logging {
+
+void log_message::fill(wire::Envelope& envelope) const {
+    auto* line = envelope.mutable_log_message();
+    line->set_source(source_ == log_source::sensor ? wire::LogMessage::SENSOR : wire::LogMessage::RUNTIME);
+    line->set_sensor_id(sensor_id_);
+    line->set_level(level_);
+    line->set_text(text_);
+}
+
+void host_log::log(std::int32_t level, const std::string& message) {
+    try {
+        messages_->send(log_message(source_, sensor_id_, level, message));
+    } catch (const std::exception&) {
+        // A line too long for the host is not worth failing a scan for.
+    }
+}
+
+} // namespace vantrel::kelvane::libwexohelper::logging
+
+namespace vantrel::kelvane::libwexohelper::module {
+
+void register_runtime_log(const std::shared_ptr<utils::service_container>& container) {
+    auto messages = container->get_instance<messaging::message_service_interface>();
+    container->add_instance<liblog::log_interface>(
+        std::make_shared<logging::host_log>(std::move(messages), logging::log_source::runtime));
+}
+
+void register_sensor_log(const std::shared_ptr<utils::service_container>& container) {
+    // The factory holds the message service, not the container, so that the
+    // container does not own itself through it.
+    auto messages = container->get_instance<messaging::message_service_interface>();
+    container->add_factory<logging::sensor_log_factory>(
+        [messages](std::int32_t sensor_id) -> std::shared_ptr<liblog::log_interface> {
+            return std::make_shared<logging::host_log>(messages, logging::log_source::sensor, sensor_id);
+        });
+}
+
+} // namespace vantrel::kelvane::libwexohelper::module

@@ -1,0 +1,123 @@
+#include <libwexohelper/messaging/module_information_message.hpp>
+
+#include <wexo.pb.h>
+
+#include <optional>
+
+namespace vantrel::kelvane::libwexohelper::messaging {
+namespace {
+
+std::size_t skip_space(std::string_view s, std::size_t i) {
+    while (i < s.size() && (s[i] == ' ' || s[i] == '\t' || s[i] == '\n' || s[i] == '\r')) {
+        ++i;
+    }
+    return i;
+}
+
+// Index just past the string that starts at s[i] == '"'.
+std::optional<std::size_t> skip_string(std::string_view s, std::size_t i) {
+    for (++i; i < s.size(); ++i) {
+        if (s[i] == '\\') {
+            ++i;
+        } else if (s[i] == '"') {
+            return i + 1;
+        }
+    }
+    return std::nullopt;
+}
+
+// Index just past the JSON value that starts at s[i].
+std::optional<std::size_t> skip_value(std::string_view s, std::size_t i) {
+    int depth = 0;
+    while (i < s.size()) {
+        const char c = s[i];
+        if (c == '"') {
+            const auto end = skip_string(s, i);
+            if (!end) {
+                return std::nullopt;
+            }
+            i = *end;
+            if (depth == 0) {
+                return i;
+            }
+            continue;
+        }
+        if (c == '{' || c == '[') {
+            ++depth;
+        } else if (c == '}' || c == ']') {
+            if (depth == 0) {
+                return i; // end of a scalar value at the end of its container
+            }
+            if (--depth == 0) {
+                return i + 1;
+            }
+        } else if (depth == 0 && (c == ',')) {
+            return i;
+        }
+        ++i;
+    }
+    return depth == 0 ? std::optional<std::size_t>(i) : std::nullopt;
+}
+
+} // namespace
+
+std::string without_top_level_member(std::string_view json, std::string_view key) {
+    std::size_t i = skip_space(json, 0);
+    if (i >= json.size() || json[i] != '{') {
+        return std::string(json);
+    }
+    std::size_t previous_end = i + 1; // just after '{' or after the previous member's value
+    bool first = true;
+    i = skip_space(json, i + 1);
+    while (i < json.size() && json[i] == '"') {
+        const std::size_t key_start = i;
+        const auto key_end = skip_string(json, i);
+        if (!key_end) {
+            break;
+        }
+        const std::string_view name = json.substr(key_start + 1, *key_end - key_start - 2);
+        i = skip_space(json, *key_end);
+        if (i >= json.size() || json[i] != ':') {
+            break;
+        }
+        const auto value_end = skip_value(json, skip_space(json, i + 1));
+        if (!value_end) {
+            break;
+        }
+        const std::size_t after = skip_space(json, *value_end);
+        const bool has_next = after < json.size() && json[after] == ',';
+        if (name == key) {
+            std::string out;
+            if (first) {
+                // Drop the member and the comma after it: `{ "Text": {...}, "a": 1 }`.
+                const std::size_t cut_to = has_next ? skip_space(json, after + 1) : *value_end;
+                out.append(json.substr(0, key_start));
+                out.append(json.substr(cut_to));
+            } else {
+                // Drop the comma before it and the member: `{ "a": 1, "Text": {...} }`.
+                out.append(json.substr(0, previous_end));
+                out.append(json.substr(*value_end));
+            }
+            return out;
+        }
+        previous_end = *value_end;
+        first = false;
+        if (!has_next) {
+            break;
+        }
+        i = skip_space(json, after + 1);
+    }
+    return std::string(json);
+}
+
+module_information_message::module_information_message(std::string_view manifest_json, bool include_texts)
+    : manifest_(include_texts ? std::string(manifest_json) : without_top_level_member(manifest_json, "Text")),
+      include_texts_(include_texts) {}
+
+void module_information_message::fill(wire::Envelope& envelope) const {
+    auto* info = envelope.mutable_module_information();
+    info->set_manifest_json(manifest_);
+    info->set_include_texts(include_texts_);
+}
+
+} // namespace vantrel::kelvane::libwexohelper::messaging

@@ -1,0 +1,66 @@
+#include <libwexohelper/messaging/message_service.hpp>
+#include <libwexohelper/messaging/module_information_message.hpp>
+#include <libwexohelper/utils/exceptions.hpp>
+
+#include <gtest/gtest.h>
+#include <wexo.pb.h>
+
+#include <string>
+
+namespace vantrel::kelvane::libwexohelper::messaging {
+namespace {
+
+TEST(WithoutTopLevelMember, RemovesTheMemberWhereverItStands) {
+    EXPECT_EQ(without_top_level_member(R"({"a": 1, "Text": {"x": [1, {"y": "}"}]}, "b": "c"})", "Text"),
+              R"({"a": 1, "b": "c"})");
+    EXPECT_EQ(without_top_level_member(R"({"a": [1,2], "Text": {"x": 1}})", "Text"), R"({"a": [1,2]})");
+    EXPECT_EQ(without_top_level_member(R"({"Text": "t\"}", "a": true})", "Text"), R"({"a": true})");
+    EXPECT_EQ(without_top_level_member("{\n  \"Text\": {}\n}", "Text"), "{\n  \n}");
+    EXPECT_EQ(without_top_level_member(R"({"a": 1, "Text": 5})", "Text"), R"({"a": 1})");
+}
+
+TEST(WithoutTopLevelMember, LeavesNestedAndLookAlikeKeysAlone) {
+    const std::string nested = R"({"a": {"Text": 1}, "b": "\"Text\": 2"})";
+    EXPECT_EQ(without_top_level_member(nested, "Text"), nested);
+    EXPECT_EQ(without_top_level_member(R"({"Texts": 1})", "Text"), R"({"Texts": 1})");
+    EXPECT_EQ(without_top_level_member("[1]", "Text"), "[1]");
+    EXPECT_EQ(without_top_level_member("", "Text"), "");
+    EXPECT_EQ(without_top_level_member(R"({"a": "unterminated)", "Text"), R"({"a": "unterminated)");
+}
+
+TEST(ModuleInformationMessage, SerialisesTheManifestIntoTheEnvelope) {
+    const module_information_message with(R"({"a": 1, "Text": {}})", true);
+    const module_information_message without(R"({"a": 1, "Text": {}})", false);
+    wire::Envelope envelope;
+    const auto bytes = without.serialize();
+    ASSERT_TRUE(envelope.ParseFromArray(bytes.data(), static_cast<int>(bytes.size())));
+    ASSERT_TRUE(envelope.has_module_information());
+    EXPECT_EQ(envelope.module_information().manifest_json(), R"({"a": 1})");
+    EXPECT_FALSE(envelope.module_information().include_texts());
+    EXPECT_EQ(with.manifest(), R"({"a": 1, "Text": {}})");
+}
+
+TEST(MessageService, HandsTheExactSerialisedBytesToTheSink) {
+    std::string delivered;
+    message_service service([&](const void* data, std::uint32_t size) {
+        delivered.assign(static_cast<const char*>(data), size);
+    });
+    const module_information_message info("{}", true);
+    service.send(info);
+    const auto expected = info.serialize();
+    EXPECT_EQ(delivered, std::string(expected.begin(), expected.end()));
+}
+
+TEST(MessageService, RefusesMessagesAboveTheHostLimit) {
+    const module_information_message huge(std::string(max_message_size, 'x'), true);
+    try {
+        huge.serialize();
+        FAIL();
+    } catch (const utils::exceptions::message_too_long& e) {
+        EXPECT_NE(std::string(e.what()).find("larger than the maximum allowed length of 16777216 bytes."),
+                  std::string::npos);
+    }
+}
+
+} // namespace
+} // namespace vantrel::kelvane::libwexohelper::messaging

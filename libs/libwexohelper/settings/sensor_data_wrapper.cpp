@@ -1,0 +1,73 @@
+#include <libwexohelper/settings/sensor_data_wrapper.hpp>
+#include <libwexohelper/utils/exceptions.hpp>
+
+#include <google/protobuf/util/json_util.h>
+#include <wexo.pb.h>
+
+#include <limits>
+
+namespace vantrel::kelvane::libwexohelper::settings {
+
+sensor_data_wrapper::sensor_data_wrapper(const void* bytes, std::uint32_t size)
+    : data_(std::make_unique<wire::SensorData>()) {
+    if (bytes == nullptr && size != 0) {
+        error_ = "Settings pointer is null but " + std::to_string(size) + " bytes were announced.";
+    } else if (size > static_cast<std::uint32_t>(std::numeric_limits<int>::max()) ||
+               !data_->ParseFromArray(bytes, static_cast<int>(size))) {
+        error_ = "Settings data of " + std::to_string(size) + " bytes is not a valid settings message.";
+        data_->Clear();
+    }
+}
+
+sensor_data_wrapper::~sensor_data_wrapper() = default;
+
+const std::string& sensor_data_wrapper::kind() const { return data_->kind(); }
+
+std::string sensor_data_wrapper::get_value(std::string_view key) const {
+    bool found = false;
+    auto value = get_value(key, found);
+    if (!found) {
+        throw utils::exceptions::setting_not_available(std::string(key));
+    }
+    return value;
+}
+
+std::string sensor_data_wrapper::get_value(std::string_view key, bool& found) const {
+    const auto& settings = data_->settings();
+    const auto it = settings.find(std::string(key));
+    found = it != settings.end();
+    return found ? it->second : std::string();
+}
+
+std::map<int, std::string> sensor_data_wrapper::get_channels() const {
+    return {data_->channels().begin(), data_->channels().end()};
+}
+
+std::map<std::string, std::string> sensor_data_wrapper::get_persistent_data() const {
+    return {data_->persistent_data().begin(), data_->persistent_data().end()};
+}
+
+bool sensor_data_wrapper::is_secure_key(std::string_view key) noexcept {
+    return key == "vantrelcloudapikey" || key.ends_with(".vantrelcloudapikey");
+}
+
+std::string sensor_data_wrapper::to_json() const {
+    if (!valid()) {
+        return "{}";
+    }
+    wire::SensorData masked = *data_;
+    for (auto& [key, value] : *masked.mutable_settings()) {
+        if (is_secure_key(key) && !value.empty()) {
+            value = "********";
+        }
+    }
+    google::protobuf::util::JsonPrintOptions options;
+    options.preserve_proto_field_names = true;
+    std::string json;
+    if (!google::protobuf::util::MessageToJsonString(masked, &json, options).ok()) {
+        return "{}";
+    }
+    return json;
+}
+
+} // namespace vantrel::kelvane::libwexohelper::settings
