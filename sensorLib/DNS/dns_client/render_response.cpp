@@ -1,0 +1,71 @@
+#include <dns/render_response.hpp>
+
+#include <dns/ns_code_maps.hpp>
+
+namespace vantrel::kelvane::dns {
+namespace {
+
+void write_section(std::ostream& out, const char* heading,
+                   const std::vector<std::shared_ptr<dns_result_record>>& records) {
+    out << heading;
+    for (const auto& record : records) {
+        record->write_line(out);
+        out << '\n';
+    }
+    out << '\n';
+}
+
+} // namespace
+
+void render_response(std::ostream& out, const dns_query_result& result) {
+    out << "; <<>> Wexo DNS <<>>\n"
+        << ";; global options:\n"
+        << ";; Got answer:\n"
+        << ";; ->>HEADER<<- opcode: " << ns_opcode_name(result.opcode);
+    out << ", status: " << ns_rcode_name(result.rcode);
+    out << ", id: " << result.id << '\n';
+
+    // qr is printed unconditionally, and tc deliberately follows ra, as the
+    // readers of these logs are used to.
+    out << ";; flags: qr ";
+    if (result.aa) {
+        out << "aa ";
+    }
+    if (result.rd) {
+        out << "rd ";
+    }
+    if (result.ra) {
+        out << "ra ";
+    }
+    if (result.tc) {
+        out << "tc ";
+    }
+    if (result.ad) {
+        out << "ad ";
+    }
+    if (result.cd) {
+        out << "cd ";
+    }
+    out << "; QUERY: " << result.questions.size() << ", ANSWER: " << result.answers.size()
+        << ", AUTHORITY: " << result.authorities.size() << ", ADDITIONAL: " << result.additionals.size() << "\n\n";
+
+    out << ";; QUESTION SECTION:\n";
+    for (const auto& question : result.questions) {
+        question.write_line(out);
+        out << '\n';
+    }
+    out << '\n';
+    write_section(out, ";; ANSWER SECTION:\n", result.answers);
+    write_section(out, ";; AUTHORITY SECTION:\n", result.authorities);
+    write_section(out, ";; ADDITIONAL SECTION:\n", result.additionals);
+
+    out << ";; Query time: " << result.response_time_ms << " msec\n\n";
+    out.flush();
+}
+
+std::ostream& operator<<(std::ostream& out, const dns_query_result& result) {
+    render_response(out, result);
+    return out;
+}
+
+} // namespace vantrel::kelvane::dns

@@ -1,0 +1,86 @@
+#include <dns/exceptions.hpp>
+#include <dns/render_response.hpp>
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace vantrel::kelvane::dns {
+namespace {
+
+dns_query_result one_answer() {
+    dns_query_result result;
+    result.id = 4711;
+    result.rd = true;
+    result.ra = true;
+    result.response_time_ms = 12;
+    result.questions.emplace_back("example", 1, 1);
+    result.answers.push_back(std::make_shared<dns_a_record>("example", 1, 1, 300, "192.0.2.1"));
+    return result;
+}
+
+TEST(RenderResponse, WritesTheWholeAnswerLineByLine) {
+    std::ostringstream out;
+    out << one_answer();
+    const std::string name_pad(33, ' ');
+    EXPECT_EQ(out.str(), "; <<>> Wexo DNS <<>>\n"
+                         ";; global options:\n"
+                         ";; Got answer:\n"
+                         ";; ->>HEADER<<- opcode: QUERY, status: NOERROR, id: 4711\n"
+                         ";; flags: qr rd ra ; QUERY: 1, ANSWER: 1, AUTHORITY: 0, ADDITIONAL: 0\n"
+                         "\n"
+                         ";; QUESTION SECTION:\n"
+                         ";" + std::string(32, ' ') + "example             IN      A\n"
+                         "\n"
+                         ";; ANSWER SECTION:\n" +
+                             name_pad + "example      300    IN      A 192.0.2.1\n"
+                         "\n"
+                         ";; AUTHORITY SECTION:\n"
+                         "\n"
+                         ";; ADDITIONAL SECTION:\n"
+                         "\n"
+                         ";; Query time: 12 msec\n"
+                         "\n");
+}
+
+TEST(RenderResponse, FlagsFollowTheirFixedOrderAndEmptySectionsKeepHeadings) {
+    dns_query_result nodata;
+    nodata.tc = true;
+    nodata.cd = true;
+    nodata.aa = true;
+    nodata.ad = true;
+    std::ostringstream out;
+    render_response(out, nodata);
+    const std::string text = out.str();
+    EXPECT_NE(text.find(";; flags: qr aa tc ad cd ; QUERY: 0, ANSWER: 0"), std::string::npos) << text;
+    for (const char* heading : {";; QUESTION SECTION:\n\n", ";; ANSWER SECTION:\n\n", ";; AUTHORITY SECTION:\n\n",
+                                ";; ADDITIONAL SECTION:\n\n"}) {
+        EXPECT_NE(text.find(heading), std::string::npos) << heading;
+    }
+    EXPECT_NE(text.find(";; Query time: 0 msec\n\n"), std::string::npos);
+
+    std::ostringstream bare;
+    render_response(bare, dns_query_result{});
+    EXPECT_NE(bare.str().find(";; flags: qr ; QUERY: "), std::string::npos);
+}
+
+TEST(RenderResponse, UnknownCodesThrowMidwayAndKeepWhatWasWritten) {
+    dns_query_result bad_opcode = one_answer();
+    bad_opcode.opcode = 3;
+    std::ostringstream out;
+    EXPECT_THROW(render_response(out, bad_opcode), exceptions::invalid_ns_opcode);
+    EXPECT_EQ(out.str(), "; <<>> Wexo DNS <<>>\n;; global options:\n;; Got answer:\n;; ->>HEADER<<- opcode: ");
+
+    dns_query_result bad_rcode = one_answer();
+    bad_rcode.rcode = 23;
+    std::ostringstream rcode_out;
+    EXPECT_THROW(render_response(rcode_out, bad_rcode), exceptions::invalid_ns_rcode);
+
+    dns_query_result bad_type = one_answer();
+    bad_type.questions.front().type = 99;
+    std::ostringstream type_out;
+    EXPECT_THROW(type_out << bad_type, exceptions::invalid_ns_type);
+}
+
+} // namespace
+} // namespace vantrel::kelvane::dns
