@@ -1,0 +1,14 @@
+#include "manifest_pieces.hpp"
+
+namespace vantrel::kelvane::dns::manifest_pieces {
+
+// Not translated yet: the host falls back to English for every key.
+std::string_view text_french() noexcept {
+    return R"json(    "French": {
+      "Translation": {
+
+      }
+    })json";
+}
+
+} // namespace vantrel::kelvane::dns::manifest_pieces

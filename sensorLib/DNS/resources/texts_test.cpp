@@ -1,0 +1,397 @@
+#include <dns/manifest.hpp>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace vantrel::kelvane::dns {
+namespace {
+
+using ordered = nlohmann::ordered_json;
+
+const ordered& manifest() {
+    static const ordered m = ordered::parse(manifest_json());
+    return m;
+}
+
+const ordered& translation(const std::string& language) {
+    return manifest().at("Text").at(language).at("Translation");
+}
+
+std::string english(const std::string& key) { return translation("English").at(key).at("Display"); }
+
+// Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
+bool valid_utf8(std::string_view text) {
+    std::size_t i = 0;
+    while (i < text.size()) {
+        const auto lead = static_cast<unsigned char>(text[i]);
+        std::size_t length = 0;
+        char32_t code = 0;
+        char32_t minimum = 0;
+        if (lead < 0x80) {
+            ++i;
+            continue;
+        }
+        if ((lead & 0xE0) == 0xC0) {
+            length = 2, code = lead & 0x1F, minimum = 0x80;
+        } else if ((lead & 0xF0) == 0xE0) {
+            length = 3, code = lead & 0x0F, minimum = 0x800;
+        } else if ((lead & 0xF8) == 0xF0) {
+            length = 4, code = lead & 0x07, minimum = 0x10000;
+        } else {
+            return false;
+        }
+        if (i + length > text.size()) {
+            return false;
+        }
+        for (std::size_t k = 1; k < length; ++k) {
+            const auto next = static_cast<unsigned char>(text[i + k]);
+            if ((next & 0xC0) != 0x80) {
+                return false;
+            }
+            code = (code << 6) | (next & 0x3F);
+        }
+        if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
+            return false;
+        }
+        i += length;
+    }
+    return true;
+}
+
+TEST(valid_utf8, rejects_what_a_host_could_not_display) {
+    EXPECT_TRUE(valid_utf8("plain, Größe, 設定, Настройки, 😀"));
+    EXPECT_FALSE(valid_utf8("\xC3"));             // cut short
+    EXPECT_FALSE(valid_utf8("\xC0\xAF"));         // overlong "/"
+    EXPECT_FALSE(valid_utf8("\xED\xA0\x80"));     // surrogate
+    EXPECT_FALSE(valid_utf8("\xF4\x90\x80\x80")); // above U+10FFFF
+    EXPECT_FALSE(valid_utf8("\xFF"));
+}
+
+// Markup tags and placeholders of a text, sorted: a translation may move them, but must keep each one.
+std::vector<std::string> tokens(const std::string& text) {
+    static const std::regex token(R"(\[/?(?:b|i|br)\]|%\d:s)");
+    std::vector<std::string> found;
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), token); it != std::sregex_iterator(); ++it) {
+        found.push_back(it->str());
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+TEST(tokens, finds_markup_and_placeholders_only) {
+    EXPECT_EQ(tokens("[b]a[/b] [2..11] %1:s [br] %0:s [x] 50%"),
+              (std::vector<std::string>{"%0:s", "%1:s", "[/b]", "[b]", "[br]"}));
+}
+
+const std::set<std::string> lookup_keys = {"lookup.lookup_records_found.0", "lookup.lookup_records_found.1"};
+
+// Keys left out of the six languages that have no texts for the IP reputation sensor yet.
+std::set<std::string> ip_reputation_keys() {
+    std::set<std::string> keys = {"channel.score",
+                                  "channel.servers_reached",
+                                  "error.dns_server_definition_invalid",
+                                  "error.dns_server_filter_invalid",
+                                  "error.dns_server_filter_invalid_range",
+                                  "error.dns_server_filter_invalid_value",
+                                  "error.dnsbl_initial_check_failed",
+                                  "ip_reputation_score_section.display",
+                                  "dns_sensor_group.apply_filter.option.enabled_match_exact"};
+    for (const auto& [key, entry] : translation("English").items()) {
+        if (key.starts_with("ip_reputation_score_group.") || key.starts_with("ip_reputation_score_sensor.")) {
+            keys.insert(key);
+        }
+    }
+    return keys;
+}
+
+struct language_case {
+    std::string name;
+    std::size_t count;
+    bool has_ip_reputation;
+    bool has_lookup;
+};
+
+std::ostream& operator<<(std::ostream& out, const language_case& c) { return out << c.name; }
+
+class language : public testing::TestWithParam<language_case> {};
+
+TEST_P(language, holds_only_translation_entries_with_only_display) {
+    const auto& object = manifest().at("Text").at(GetParam().name);
+    ASSERT_EQ(object.size(), 1u);
+    ASSERT_TRUE(object.contains("Translation"));
+    for (const auto& [key, entry] : object.at("Translation").items()) {
+        ASSERT_TRUE(entry.is_object()) << key;
+        ASSERT_EQ(entry.size(), 1u) << key;
+        ASSERT_TRUE(entry.contains("Display")) << key;
+        ASSERT_TRUE(entry.at("Display").is_string()) << key;
+        EXPECT_FALSE(entry.at("Display").get<std::string>().empty()) << key;
+    }
+}
+
+TEST_P(language, has_every_english_key_except_the_untranslated_ones) {
+    const auto& c = GetParam();
+    const auto& texts = translation(c.name);
+    EXPECT_EQ(texts.size(), c.count);
+
+    std::set<std::string> expected_missing;
+    if (!c.has_lookup) {
+        expected_missing.insert(lookup_keys.begin(), lookup_keys.end());
+    }
+    if (!c.has_ip_reputation) {
+        const auto keys = ip_reputation_keys();
+        ASSERT_EQ(keys.size(), 22u);
+        expected_missing.insert(keys.begin(), keys.end());
+    }
+    std::set<std::string> missing;
+    for (const auto& [key, entry] : translation("English").items()) {
+        if (!texts.contains(key)) {
+            missing.insert(key);
+        }
+    }
+    EXPECT_EQ(missing, expected_missing);
+    for (const auto& [key, entry] : texts.items()) {
+        EXPECT_TRUE(translation("English").contains(key)) << "no English text for " << key;
+    }
+}
+
+TEST_P(language, keeps_markup_and_placeholders_of_the_english_text) {
+    for (const auto& [key, entry] : translation(GetParam().name).items()) {
+        EXPECT_EQ(tokens(entry.at("Display")), tokens(english(key))) << key;
+    }
+}
+
+TEST_P(language, texts_are_valid_utf8) {
+    for (const auto& [key, entry] : translation(GetParam().name).items()) {
+        EXPECT_TRUE(valid_utf8(entry.at("Display").get<std::string>())) << key;
+    }
+}
+
+TEST_P(language, keeps_product_names) {
+    for (const auto& [key, entry] : translation(GetParam().name).items()) {
+        const auto text = entry.at("Display").get<std::string>();
+        for (const auto* name : {"Vemtor", "DNSBL", "IPv4", "IPv6", "in-addr.arpa", "ns-type-map"}) {
+            if (english(key).find(name) != std::string::npos) {
+                EXPECT_NE(text.find(name), std::string::npos) << key << " lost " << name;
+            }
+        }
+    }
+}
+
+TEST_P(language, sentences_are_translated) {
+    // A sentence left in English would pass every other check; short labels ("Port", "DNS v2") may stay.
+    if (GetParam().name == "English") {
+        GTEST_SKIP() << "the reference itself";
+    }
+    for (const auto& [key, entry] : translation(GetParam().name).items()) {
+        const auto source = english(key);
+        if (std::count(source.begin(), source.end(), ' ') >= 4) {
+            EXPECT_NE(entry.at("Display").get<std::string>(), source) << key;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(catalogue, language,
+                         testing::Values(language_case{"Russian", 92, false, false},
+                                         language_case{"Brazilian", 92, false, false},
+                                         language_case{"Dutch", 92, false, false},
+                                         language_case{"Japanese", 92, false, false},
+                                         language_case{"French", 92, false, false},
+                                         language_case{"Spanish", 114, true, false},
+                                         language_case{"English", 116, true, true},
+                                         language_case{"German", 114, true, false},
+                                         language_case{"SimplifiedChinese", 92, false, false}),
+                         [](const auto& info) { return info.param.name; });
+
+TEST(catalogue, languages_stand_in_the_host_s_order) {
+    std::vector<std::string> names;
+    for (const auto& [name, language] : manifest().at("Text").items()) {
+        names.push_back(name);
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"Russian", "Brazilian", "Dutch", "Japanese", "French", "Spanish",
+                                               "English", "German", "SimplifiedChinese"}));
+}
+
+TEST(catalogue, english_key_families) {
+    const std::vector<std::pair<std::string, std::size_t>> families = {
+        {"libparser.error.", 2},
+        {"libjsonparser.error.", 6},
+        {"libi18n.error.", 1},
+        {"libwexohelper.error.", 31},
+        {"module.", 2},
+        {"channel.", 6},
+        {"error.", 23},
+        {"lookup.", 2},
+        {"dns_v2.", 3},
+        {"ip_reputation_score_sensor.", 3},
+        {"dns_sensor_section.", 1},
+        {"ip_reputation_score_section.", 1},
+        {"dns_sensor_group.", 25},
+        {"ip_reputation_score_group.", 10},
+    };
+    std::map<std::string, std::size_t> counted;
+    for (const auto& [key, entry] : translation("English").items()) {
+        const auto family = std::find_if(families.begin(), families.end(),
+                                         [&key](const auto& f) { return key.starts_with(f.first); });
+        ASSERT_NE(family, families.end()) << "key of no family: " << key;
+        ++counted[family->first];
+    }
+    for (const auto& [prefix, count] : families) {
+        EXPECT_EQ(counted[prefix], count) << prefix;
+    }
+}
+
+// The texts the module and the platform raise, word for word as they are shown in English.
+TEST(catalogue, english_texts_of_raised_keys) {
+    const std::map<std::string, std::string> expected = {
+        {"module.display", "DNS Server"},
+        {"module.description", "Monitoring module to bundle DNS server-related sensors."},
+        {"channel.matched_record_count", "Matched Record Count"},
+        {"channel.record_count", "Record Count"},
+        {"channel.records_resolved", "Records Resolved"},
+        {"channel.response_time", "Response Time"},
+        {"channel.score", "Score"},
+        {"channel.servers_reached", "Servers Reachable"},
+        {"error.dns_server_definition_invalid", "The blacklist server entry (%0:s) is invalid."},
+        {"error.dns_server_filter_invalid", "The address filter (%0:s) is invalid."},
+        {"error.dns_server_filter_invalid_range",
+         "The range %0:s is invalid. The lower bound must be smaller than the upper bound."},
+        {"error.dns_server_filter_invalid_value",
+         "The value %0:s is out of range. The value must be between 0 and 255."},
+        {"error.dnsbl_initial_check_failed", "The server '%0:s' failed the initial response check. Make sure that "
+                                             "the server is available as a DNS blacklist server."},
+        {"error.empty_result", "DNS query returned no records."},
+        {"error.invalid_answer",
+         "An error has occurred while querying the DNS server: Invalid answer. Message is not a response."},
+        {"error.invalid_buffer", "An error has occurred while querying the DNS server: Invalid answer buffer or "
+                                 "length. The message from the server was truncated."},
+        {"error.invalid_ip_conversion", "An error occurred when converting the IP address to a string."},
+        {"error.invalid_ns_class", "Invalid NS class: ID %0:s not found in ns-class-map."},
+        {"error.invalid_ns_class_name", "Invalid NS class: Name %0:s not found in ns-class-map."},
+        {"error.invalid_ns_opcode", "Invalid NS opcode: ID %0:s not found in ns-opcode-map."},
+        {"error.invalid_ns_opcode_name", "Invalid NS opcode: Name %0:s not found in ns-opcode-map."},
+        {"error.invalid_ns_rcode", "Invalid NS rcode: ID %0:s not found in ns-rcode-map."},
+        {"error.invalid_ns_rcode_name", "Invalid NS rcode: Name %0:s not found in ns-rcode-map."},
+        {"error.invalid_ns_type", "Invalid NS type: ID %0:s not found in ns-type-map."},
+        {"error.invalid_ns_type_name", "Invalid NS type: Name %0:s not found in ns-type-map."},
+        {"error.ip_parse_failed",
+         "An error has occurred while parsing the domain: %0:s is not a valid IPv4 or IPv6 address."},
+        {"error.memory_allocation_failed", "Could not allocate memory for the DNS request."},
+        {"error.query_failed", "Error %0:s occurred: %1:s."},
+        {"error.resolve_failed", "Unable to resolve an IP address for '%0:s'."},
+        {"error.truncated_buffer",
+         "An error has occurred while querying the DNS server: Truncated buffer for result record."},
+        {"error.unsupported_address_family", "Unsupported address family encountered while resolving '%0:s'."},
+        {"lookup.lookup_records_found.0", "No"},
+        {"lookup.lookup_records_found.1", "Yes"},
+        {"libi18n.error.generic", "An error occurred. %0:s"},
+        {"libwexohelper.error.initialization", "Initialization error. %0:s"},
+        {"libwexohelper.error.already_contains_factory",
+         "The factory store already contains a factory with type %0:s."},
+        {"libwexohelper.error.already_contains_instance",
+         "The instance store already contains an instance with type %0:s."},
+        {"libwexohelper.error.already_contains_instance_key",
+         "The instance store already contains an instance with type %0:s and key %1:s."},
+        {"libwexohelper.error.factory_not_available", "The factory store can't find a factory with type %0:s."},
+        {"libwexohelper.error.instance_not_available", "The instance store can't find an instance with type %0:s."},
+        {"libwexohelper.error.instance_not_available_key",
+         "The instance store can't find an instance with type %0:s and key %1:s."},
+        {"libwexohelper.error.service_container", "A service container error occurred. %0:s"},
+        {"libwexohelper.error.sensor_registry", "A sensor registry error occurred. %0:s"},
+        {"libwexohelper.error.sensor_already_registered", "Sensor with ID %0:s is already registered."},
+        {"libwexohelper.error.sensor_not_in_sensor_stock", "Sensor with ID %0:s is not in sensor list."},
+        {"libwexohelper.error.setting_not_available", "The setting \"%0:s\" was not available."},
+        {"libwexohelper.error.setting_selection_parse_error",
+         "Value \"%0:s\" could not be parsed into selection type \"%1:s\"."},
+        {"libwexohelper.error.string_too_long",
+         "%0:s's value with length %1:s is longer than the maximum allowed length of %2:s."},
+        {"libwexohelper.error.setting_invalid_less_min", "Setting value %0:s is less than the allowed value of %1:s."},
+        {"libwexohelper.error.setting_invalid_bigger_max",
+         "Setting value %0:s is bigger than the allowed value of %1:s."},
+        {"libwexohelper.error.setting_invalid", "Setting value %0:s is invalid. %1:s"},
+        {"libwexohelper.error.message_too_long",
+         "The Message with size %0:s bytes is larger than the maximum allowed length of %1:s bytes."},
+        {"libwexohelper.error.message_serialization_failed", "Could not serialize message to buffer."},
+        {"libwexohelper.error.message_deserialization_failed",
+         "Could not deserialize message type %0:s of size %1:s."},
+        {"libwexohelper.error.message_exception", "A message error occurred. %0:s"},
+        {"libwexohelper.error.channel_already_defined", "Channel with ID %0:s and name %1:s is already defined."},
+        {"libwexohelper.error.channel_not_defined", "Channel with ID %0:s is not defined."},
+        {"libwexohelper.error.channel_map_not_initialized", "Channel map is not initialized."},
+        {"libwexohelper.error.invalid_channel_mode",
+         "set_value called with an %0:s value, but the channel's value mode is not %1:s."},
+        {"libwexohelper.error.lookup_name_not_defined",
+         "The following lookup name is not defined: %0:s. Valid lookup names are: %1:s"},
+        {"libwexohelper.error.invalid_lookup_value",
+         "The following lookup value is invalid: %0:s. Valid lookup values are: %1:s"},
+        {"libwexohelper.error.invalid_reverse_lookup_value",
+         "The following reverse lookup value is invalid: %0:s. Valid reverse lookup values are: %1:s"},
+    };
+    for (const auto& [key, text] : expected) {
+        ASSERT_TRUE(translation("English").contains(key)) << key;
+        EXPECT_EQ(english(key), text) << key;
+    }
+}
+
+// Every display and help text the manifest shows, under the key the host looks it up by.
+std::map<std::string, std::string> manifest_texts() {
+    const auto& m = manifest();
+    std::map<std::string, std::string> texts;
+    texts["module.display"] = m.at("MetaData").at("Display");
+    texts["module.description"] = m.at("MetaData").at("Description");
+    for (const auto& [kind, sensor] : m.at("Sensors").items()) {
+        texts[kind + ".display"] = sensor.at("Display");
+        texts[kind + ".description"] = sensor.at("Description");
+        texts[kind + ".help"] = sensor.at("Help");
+    }
+    for (const auto& [name, section] : m.at("Sections").items()) {
+        texts[name + ".display"] = section.at("Display");
+    }
+    for (const auto& [group, entry] : m.at("Groups").items()) {
+        for (const auto& item : entry.at("Items")) {
+            const auto& setting = item.at("Setting");
+            const auto prefix = group + "." + setting.at("Name").get<std::string>();
+            texts[prefix + ".display"] = setting.at("Display");
+            texts[prefix + ".help"] = setting.at("Help");
+            if (setting.contains("Selection")) {
+                for (const auto& option : setting.at("Selection").at("Options")) {
+                    texts[prefix + ".option." + option.at("Value").get<std::string>()] = option.at("Display");
+                }
+            }
+        }
+    }
+    for (const auto& [name, lookup] : m.at("Lookups").items()) {
+        for (const auto& value : lookup.at("LookupValues")) {
+            texts["lookup." + name + "." + std::to_string(value.at("Value").get<int>())] = value.at("Display");
+        }
+    }
+    return texts;
+}
+
+TEST(catalogue, english_display_and_help_texts_equal_the_manifest_s) {
+    const auto texts = manifest_texts();
+    EXPECT_EQ(texts.size(), 2u + 6u + 2u + 25u + 10u + 2u);
+    for (const auto& [key, text] : texts) {
+        ASSERT_TRUE(translation("English").contains(key)) << key;
+        EXPECT_EQ(english(key), text) << key;
+    }
+}
+
+TEST(catalogue, english_markup_is_balanced) {
+    for (const auto& [key, entry] : translation("English").items()) {
+        const auto t = tokens(entry.at("Display"));
+        EXPECT_EQ(std::count(t.begin(), t.end(), "[b]"), std::count(t.begin(), t.end(), "[/b]")) << key;
+        EXPECT_EQ(std::count(t.begin(), t.end(), "[i]"), std::count(t.begin(), t.end(), "[/i]")) << key;
+    }
+}
+
+TEST(catalogue, whole_manifest_is_valid_utf8) { EXPECT_TRUE(valid_utf8(manifest_json())); }
+
+} // namespace
+} // namespace vantrel::kelvane::dns
