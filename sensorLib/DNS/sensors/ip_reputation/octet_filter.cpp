@@ -12,6 +12,8 @@ template <class... F>
 struct overloaded : F... {
     using F::operator()...;
 };
+template <class... F>
+overloaded(F...) -> overloaded<F...>;
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 

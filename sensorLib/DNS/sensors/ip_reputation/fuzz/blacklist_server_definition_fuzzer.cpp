@@ -19,7 +19,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             definition.query_name != "10.2.0.192." + definition.server) {
             std::abort();
         }
-        for (const std::string_view answer : {"127.0.0.2", "255.255.255.255", "0.0.0.0", "::1", line}) {
+        const std::string_view answers[] = {"127.0.0.2", "255.255.255.255", "0.0.0.0", "::1", line};
+        for (const auto answer : answers) {
             const auto score = definition.score_for(answer);
             if (score != 0 && score != definition.score) {
                 std::abort();
