@@ -1,0 +1,156 @@
+#include "host_session.hpp"
+
+#include <stdexcept>
+
+namespace vantrel::kelvane::probe {
+namespace {
+
+// Enough runtime lines to explain the last few requests; older ones are dropped.
+constexpr std::size_t runtime_log_capacity = 1000;
+
+std::string serialise(const wire::SensorData& settings) {
+    std::string bytes;
+    settings.SerializeToString(&bytes);
+    return bytes;
+}
+
+const uint8_t* as_bytes(const std::string& bytes) { return reinterpret_cast<const uint8_t*>(bytes.data()); }
+
+} // namespace
+
+host_session::host_session(const std::string& module_path, log_sink on_log)
+    : loader_(module_path), on_log_(std::move(on_log)) {
+    const int32_t code = loader_.api().initialize_module(reinterpret_cast<uint64_t>(this), &host_session::on_message);
+    if (code != 0) {
+        throw std::runtime_error("The module " + module_path + " refused to initialise (code " +
+                                 std::to_string(code) + ").");
+    }
+    initialized_ = true;
+}
+
+host_session::~host_session() {
+    if (initialized_) {
+        loader_.api().cleanup_module();
+    }
+}
+
+void host_session::on_message(uint64_t context, const uint8_t* data, uint32_t size) {
+    reinterpret_cast<host_session*>(context)->receive(data, size);
+}
+
+void host_session::receive(const uint8_t* data, uint32_t size) {
+    wire::Envelope envelope;
+    if (!envelope.ParseFromArray(data, static_cast<int>(size))) {
+        log_line line{wire::LogMessage::RUNTIME, 0, 3,
+                      "probe: the module sent " + std::to_string(size) + " bytes that are not a message"};
+        std::lock_guard lock(mutex_);
+        runtime_log_.push_back(std::move(line));
+        return;
+    }
+    std::optional<log_line> line;
+    {
+        std::lock_guard lock(mutex_);
+        switch (envelope.body_case()) {
+        case wire::Envelope::kSensorScanResult:
+            scan_results_[envelope.sensor_scan_result().sensor_id()] = envelope.sensor_scan_result();
+            break;
+        case wire::Envelope::kCheckResult:
+            check_results_[envelope.check_result().check_id()] = envelope.check_result();
+            break;
+        case wire::Envelope::kDynamicChannel: {
+            const auto& channel = envelope.dynamic_channel();
+            channels_[channel.sensor_id()][channel.options().id()] = channel.options();
+            break;
+        }
+        case wire::Envelope::kModuleInformation:
+            pending_information_ = envelope.module_information().manifest_json();
+            break;
+        case wire::Envelope::kLogMessage: {
+            const auto& m = envelope.log_message();
+            line = log_line{m.source(), m.sensor_id(), m.level(), m.text()};
+            if (m.source() == wire::LogMessage::RUNTIME) {
+                runtime_log_.push_back(*line);
+                if (runtime_log_.size() > runtime_log_capacity) {
+                    runtime_log_.pop_front();
+                }
+            }
+            break;
+        }
+        case wire::Envelope::BODY_NOT_SET:
+            break;
+        }
+    }
+    if (line && on_log_) {
+        on_log_(*line);
+    }
+}
+
+std::string host_session::manifest(bool include_texts) {
+    uint32_t size = 0;
+    int32_t code = loader_.api().get_module_information_sync(nullptr, &size, include_texts);
+    if (code != 0) {
+        throw std::runtime_error("The module did not tell the size of its information (code " +
+                                 std::to_string(code) + ").");
+    }
+    std::string bytes(size, '\0');
+    code = loader_.api().get_module_information_sync(reinterpret_cast<uint8_t*>(bytes.data()), &size, include_texts);
+    if (code != 0) {
+        throw std::runtime_error("The module did not hand over its information (code " + std::to_string(code) + ").");
+    }
+    wire::Envelope envelope;
+    if (!envelope.ParseFromString(bytes) || !envelope.has_module_information()) {
+        throw std::runtime_error("The module's information is not a module information message.");
+    }
+    return envelope.module_information().manifest_json();
+}
+
+int32_t host_session::create_sensor(int32_t id, const wire::SensorData& settings) {
+    const auto bytes = serialise(settings);
+    return loader_.api().create_sensor_instance(id, as_bytes(bytes), static_cast<uint32_t>(bytes.size()));
+}
+
+int32_t host_session::scan(int32_t id) { return loader_.api().execute_sensor_scan(id); }
+
+int32_t host_session::check(int32_t id, const wire::SensorData& settings) {
+    const auto bytes = serialise(settings);
+    return loader_.api().execute_check(id, as_bytes(bytes), static_cast<uint32_t>(bytes.size()));
+}
+
+int32_t host_session::destroy(int32_t id) { return loader_.api().destroy_sensor_instance(id); }
+
+std::optional<wire::SensorScanResult> host_session::take_scan_result(int32_t id) {
+    std::lock_guard lock(mutex_);
+    const auto it = scan_results_.find(id);
+    if (it == scan_results_.end()) {
+        return std::nullopt;
+    }
+    auto result = std::move(it->second);
+    scan_results_.erase(it);
+    return result;
+}
+
+std::optional<wire::CheckResult> host_session::take_check_result(int32_t id) {
+    std::lock_guard lock(mutex_);
+    const auto it = check_results_.find(id);
+    if (it == check_results_.end()) {
+        return std::nullopt;
+    }
+    auto result = it->second;
+    check_results_.erase(it);
+    return result;
+}
+
+std::map<int32_t, wire::ChannelOptions> host_session::channels(int32_t id) const {
+    std::lock_guard lock(mutex_);
+    const auto it = channels_.find(id);
+    return it == channels_.end() ? std::map<int32_t, wire::ChannelOptions>{} : it->second;
+}
+
+std::vector<log_line> host_session::take_runtime_log() {
+    std::lock_guard lock(mutex_);
+    std::vector<log_line> lines(runtime_log_.begin(), runtime_log_.end());
+    runtime_log_.clear();
+    return lines;
+}
+
+} // namespace vantrel::kelvane::probe

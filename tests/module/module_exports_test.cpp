@@ -1,0 +1,162 @@
+// The ten entry points driven through dlopen, as a host drives them.
+
+#include "host_fixture.hpp"
+
+#include <dns/manifest.hpp>
+
+#include <algorithm>
+
+namespace vantrel::kelvane::tests {
+namespace {
+
+constexpr uint64_t first_context = 0x1122334455667788ull;
+constexpr uint64_t second_context = 42;
+
+bool any_line_contains(const std::vector<std::string>& lines, const std::string& needle) {
+    return std::any_of(lines.begin(), lines.end(), [&](const auto& l) { return l.find(needle) != std::string::npos; });
+}
+
+class ModuleExports : public ::testing::Test {
+protected:
+    void SetUp() override { message_log::instance().take(); }
+    void TearDown() override {
+        module.cleanup();
+        message_log::instance().take();
+    }
+    int32_t initialise(uint64_t context = first_context) { return module.initialize(context, &message_log::callback); }
+
+    loaded_module module;
+};
+
+TEST_F(ModuleExports, BeforeInitialisation) {
+    EXPECT_EQ(module.get_api_level(), 6);
+    EXPECT_EQ(module.execute_sensor_scan(5), 3);
+    const auto settings = settings_bytes("true_check");
+    EXPECT_EQ(module.create_sensor_instance(1, bytes_of(settings), size_of(settings)), 3);
+    EXPECT_EQ(module.execute_check(1, bytes_of(settings), size_of(settings)), 3);
+    EXPECT_EQ(module.execute_meta_scan(1, 0, bytes_of(settings), size_of(settings)), 3);
+    EXPECT_EQ(module.destroy_sensor_instance(1), 3);
+    module.get_module_information(true);
+    EXPECT_TRUE(message_log::instance().take().empty()) << "nothing may be sent before initialisation";
+
+    EXPECT_EQ(module.get_module_information_sync(nullptr, nullptr, true), 1);
+    uint32_t size = 1234;
+    EXPECT_EQ(module.get_module_information_sync(nullptr, &size, true), 2);
+    EXPECT_EQ(size, 1234u);
+    EXPECT_EQ(module.cleanup(), 0);
+}
+
+TEST_F(ModuleExports, ModuleInformationSyncSizeQueryAndBufferSizes) {
+    ASSERT_EQ(initialise(), 0);
+    EXPECT_EQ(module.get_module_information_sync(nullptr, nullptr, true), 1);
+
+    uint32_t needed = 0;
+    ASSERT_EQ(module.get_module_information_sync(nullptr, &needed, true), 0);
+    ASSERT_GT(needed, 0u);
+
+    std::vector<uint8_t> exact(needed);
+    uint32_t size = needed;
+    ASSERT_EQ(module.get_module_information_sync(exact.data(), &size, true), 0);
+    EXPECT_EQ(size, needed);
+    wire::Envelope envelope;
+    ASSERT_TRUE(envelope.ParseFromArray(exact.data(), static_cast<int>(exact.size())));
+    ASSERT_TRUE(envelope.has_module_information());
+    EXPECT_EQ(envelope.module_information().manifest_json(), dns::manifest_json());
+    EXPECT_TRUE(envelope.module_information().include_texts());
+    // Nothing but the message: re-encoding the decoded envelope gives the same bytes.
+    EXPECT_EQ(envelope.SerializeAsString(), std::string(exact.begin(), exact.end()));
+
+    std::vector<uint8_t> short_buffer(needed - 1, 0xAB);
+    size = needed - 1;
+    EXPECT_EQ(module.get_module_information_sync(short_buffer.data(), &size, true), 1);
+    EXPECT_EQ(size, needed);
+    EXPECT_TRUE(std::all_of(short_buffer.begin(), short_buffer.end(), [](uint8_t b) { return b == 0xAB; }));
+}
+
+TEST_F(ModuleExports, ModuleInformationWithoutTextsLeavesTextOut) {
+    ASSERT_EQ(initialise(), 0);
+    uint32_t size = 0;
+    ASSERT_EQ(module.get_module_information_sync(nullptr, &size, false), 0);
+    std::vector<uint8_t> buffer(size);
+    ASSERT_EQ(module.get_module_information_sync(buffer.data(), &size, false), 0);
+    wire::Envelope envelope;
+    ASSERT_TRUE(envelope.ParseFromArray(buffer.data(), static_cast<int>(size)));
+    EXPECT_EQ(envelope.module_information().manifest_json(), dns::manifest_json_without_texts());
+
+    message_log::instance().take();
+    module.get_module_information(false);
+    const auto messages = message_log::instance().take();
+    const auto info = std::find_if(messages.begin(), messages.end(),
+                                   [](const delivered& m) { return m.envelope.has_module_information(); });
+    ASSERT_NE(info, messages.end());
+    EXPECT_EQ(info->context, first_context);
+    EXPECT_EQ(info->envelope.module_information().manifest_json(), dns::manifest_json_without_texts());
+}
+
+TEST_F(ModuleExports, SecondInitialisationIsRefusedAndTheFirstModuleKeepsRunning) {
+    ASSERT_EQ(initialise(first_context), 0);
+    message_log::instance().take();
+    EXPECT_EQ(initialise(second_context), 1);
+    const auto after_second = message_log::instance().take_runtime_lines();
+    EXPECT_TRUE(any_line_contains(after_second, "InitializeModule called on already initialized module."));
+
+    const auto check = settings_bytes("true_check");
+    EXPECT_EQ(module.execute_check(9, bytes_of(check), size_of(check)), 0);
+    const auto messages = message_log::instance().take();
+    const auto result = std::find_if(messages.begin(), messages.end(),
+                                     [](const delivered& m) { return m.envelope.has_check_result(); });
+    ASSERT_NE(result, messages.end());
+    EXPECT_EQ(result->context, first_context) << "messages still go to the first host";
+    EXPECT_EQ(result->envelope.check_result().check_id(), 9);
+    EXPECT_TRUE(result->envelope.check_result().success());
+}
+
+TEST_F(ModuleExports, CleanupTwiceThenEveryCallIsNotInitialised) {
+    ASSERT_EQ(initialise(), 0);
+    EXPECT_EQ(module.cleanup(), 0);
+    EXPECT_EQ(module.cleanup(), 0);
+    const auto check = settings_bytes("true_check");
+    EXPECT_EQ(module.execute_check(1, bytes_of(check), size_of(check)), 3);
+    EXPECT_EQ(module.execute_sensor_scan(1), 3);
+    // And a fresh start works.
+    EXPECT_EQ(initialise(), 0);
+    EXPECT_EQ(module.execute_check(1, bytes_of(check), size_of(check)), 0);
+}
+
+TEST_F(ModuleExports, RefusalsHaveTheirOwnCodeAndAReasonInTheRuntimeLog) {
+    ASSERT_EQ(initialise(), 0);
+    message_log::instance().take();
+
+    const std::string garbage = "\xff\xff\xff\xff not a settings message";
+    EXPECT_EQ(module.create_sensor_instance(1, bytes_of(garbage), size_of(garbage)), 7);
+    EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(), "is not a valid settings message"));
+
+    EXPECT_EQ(module.create_sensor_instance(1, nullptr, 5), 7);
+    EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(), "pointer is null"));
+
+    const auto unknown = settings_bytes("no_such_sensor");
+    EXPECT_EQ(module.create_sensor_instance(1, bytes_of(unknown), size_of(unknown)), 4);
+    EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(), "unknown sensor kind \"no_such_sensor\""));
+    EXPECT_EQ(module.execute_check(1, bytes_of(unknown), size_of(unknown)), 4);
+    EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(), "unknown check kind"));
+
+    EXPECT_EQ(module.execute_sensor_scan(77), 6);
+    EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(), "Sensor with ID 77 is not in sensor list."));
+    EXPECT_EQ(module.destroy_sensor_instance(77), 6);
+    EXPECT_EQ(module.execute_meta_scan(77, 1, bytes_of(unknown), size_of(unknown)), 6);
+}
+
+TEST_F(ModuleExports, EveryOperationIsTracedWithBeginAndEnd) {
+    ASSERT_EQ(initialise(), 0);
+    message_log::instance().take();
+    EXPECT_EQ(module.execute_sensor_scan(3), 6);
+    const auto lines = message_log::instance().take_runtime_lines();
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_EQ(lines.front(),
+              "### Begin vantrel::kelvane::libwexohelper::module::module_instance_adapter::execute_sensor_scan ###");
+    EXPECT_EQ(lines.back(),
+              "### End   vantrel::kelvane::libwexohelper::module::module_instance_adapter::execute_sensor_scan ###");
+}
+
+} // namespace
+} // namespace vantrel::kelvane::tests
