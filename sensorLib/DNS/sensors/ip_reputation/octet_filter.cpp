@@ -8,14 +8,12 @@
 namespace vantrel::kelvane::dns {
 namespace {
 
-template <class... F>
-struct overloaded : F... {
-    using F::operator()...;
-};
-template <class... F>
-overloaded(F...) -> overloaded<F...>;
+template <class... F> struct overloaded : F... { using F::operator()...; };
+template <class... F> overloaded(F...) -> overloaded<F...>;
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 // `whole` is the octet text, reported when `number` is not one to three digits.
 std::uint8_t checked_number(std::string_view number, std::string_view whole) {

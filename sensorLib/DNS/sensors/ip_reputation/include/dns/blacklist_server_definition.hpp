@@ -41,7 +41,6 @@ struct blacklist_server_definition {
 // line does not have that shape or is longer than max_definition_length;
 // otherwise whatever parse_address_filter throws for the filter text.
 // Thread-safe; the pattern is compiled once per process on first use.
-blacklist_server_definition parse_blacklist_server_definition(std::string_view line,
-                                                              std::string_view reversed_address);
+blacklist_server_definition parse_blacklist_server_definition(std::string_view line, std::string_view reversed_address);
 
 } // namespace vantrel::kelvane::dns
