@@ -15,9 +15,9 @@ constexpr std::string_view document_close = "\n}\n";
 
 // The host shows languages in the catalogue's order.
 constexpr std::array<std::string_view (*)() noexcept, 9> languages = {
-    manifest_pieces::text_russian, manifest_pieces::text_brazilian, manifest_pieces::text_dutch,
-    manifest_pieces::text_japanese, manifest_pieces::text_french, manifest_pieces::text_spanish,
-    manifest_pieces::text_english, manifest_pieces::text_german, manifest_pieces::text_simplified_chinese,
+    manifest_pieces::text_russian,  manifest_pieces::text_brazilian, manifest_pieces::text_dutch,
+    manifest_pieces::text_japanese, manifest_pieces::text_french,    manifest_pieces::text_spanish,
+    manifest_pieces::text_english,  manifest_pieces::text_german,    manifest_pieces::text_simplified_chinese,
 };
 
 struct joined_manifest {
@@ -65,8 +65,12 @@ const joined_manifest& joined() {
 
 } // namespace
 
-std::string_view manifest_json() { return joined().full; }
+std::string_view manifest_json() {
+    return joined().full;
+}
 
-std::string_view manifest_json_without_texts() { return joined().without_texts; }
+std::string_view manifest_json_without_texts() {
+    return joined().without_texts;
+}
 
 } // namespace vantrel::kelvane::dns

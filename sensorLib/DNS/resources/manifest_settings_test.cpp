@@ -8,12 +8,11 @@ namespace {
 using strings = std::vector<std::string>;
 
 TEST(manifest_settings, dns_v2_keys_are_the_ones_its_settings_reader_uses) {
-    EXPECT_EQ(manifest_setting_keys("dns_v2"), (strings{"dns_sensor_section.dns_sensor_group.domain",
-                                                        "dns_sensor_section.dns_sensor_group.record_type",
-                                                        "dns_sensor_section.dns_sensor_group.query_timeout",
-                                                        "dns_sensor_section.dns_sensor_group.apply_filter",
-                                                        "dns_sensor_section.dns_sensor_group.filter",
-                                                        "dns_sensor_section.dns_sensor_group.port"}));
+    EXPECT_EQ(manifest_setting_keys("dns_v2"),
+              (strings{"dns_sensor_section.dns_sensor_group.domain", "dns_sensor_section.dns_sensor_group.record_type",
+                       "dns_sensor_section.dns_sensor_group.query_timeout",
+                       "dns_sensor_section.dns_sensor_group.apply_filter", "dns_sensor_section.dns_sensor_group.filter",
+                       "dns_sensor_section.dns_sensor_group.port"}));
 }
 
 TEST(manifest_settings, ip_reputation_keys_defaults_and_flags) {

@@ -238,10 +238,13 @@ constexpr std::string_view lookups = R"json(  "Lookups": {
     }
   })json";
 
-constexpr std::array<std::string_view, 8> pieces = {metadata, sensors, checks, sections, revision, metascans, groups, lookups};
+constexpr std::array<std::string_view, 8> pieces = {metadata, sensors,   checks, sections,
+                                                    revision, metascans, groups, lookups};
 
 } // namespace
 
-std::span<const std::string_view> structure() noexcept { return pieces; }
+std::span<const std::string_view> structure() noexcept {
+    return pieces;
+}
 
 } // namespace vantrel::kelvane::dns::manifest_pieces

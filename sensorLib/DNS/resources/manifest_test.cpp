@@ -92,9 +92,9 @@ TEST(manifest, checks_and_sections) {
 
     const auto& sections = manifest().at("Sections");
     EXPECT_EQ(keys_of(sections), (strings{"dns_sensor_section", "ip_reputation_score_section"}));
-    for (const auto& [name, group] : {std::pair{manifest_names::dns_sensor_section, manifest_names::dns_sensor_group},
-                                      std::pair{manifest_names::ip_reputation_section,
-                                                manifest_names::ip_reputation_group}}) {
+    for (const auto& [name, group] :
+         {std::pair{manifest_names::dns_sensor_section, manifest_names::dns_sensor_group},
+          std::pair{manifest_names::ip_reputation_section, manifest_names::ip_reputation_group}}) {
         SCOPED_TRACE(name);
         const auto& section = sections.at(std::string(name));
         EXPECT_EQ(keys_of(section), (strings{"Name", "Display", "Scope", "Groups"}));
@@ -210,8 +210,7 @@ TEST(manifest, ip_reputation_group_settings) {
                       selection({{"system", "System (default)"}, {"custom", "Custom"}}), false, "", ""},
                      {"custom_resolver", "Custom Resolver", "", text, true, "dns_resolver", "custom"},
                      {"custom_resolver_port", "Port", "53", integer(1, 65535), true, "dns_resolver", "custom"},
-                     {"blacklist_servers", "Blacklist Servers", "bl.spamcop.net",
-                      multiline, true, "", ""},
+                     {"blacklist_servers", "Blacklist Servers", "bl.spamcop.net", multiline, true, "", ""},
                  });
 }
 

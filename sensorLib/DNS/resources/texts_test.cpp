@@ -24,7 +24,9 @@ const ordered& translation(const std::string& language) {
     return manifest().at("Text").at(language).at("Translation");
 }
 
-std::string english(const std::string& key) { return translation("English").at(key).at("Display"); }
+std::string english(const std::string& key) {
+    return translation("English").at(key).at("Display");
+}
 
 // Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
 bool valid_utf8(std::string_view text) {
@@ -118,7 +120,9 @@ struct language_case {
     bool has_lookup;
 };
 
-std::ostream& operator<<(std::ostream& out, const language_case& c) { return out << c.name; }
+std::ostream& operator<<(std::ostream& out, const language_case& c) {
+    return out << c.name;
+}
 
 class language : public testing::TestWithParam<language_case> {};
 
@@ -184,17 +188,14 @@ TEST_P(language, keeps_product_names) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(catalogue, language,
-                         testing::Values(language_case{"Russian", 92, false, false},
-                                         language_case{"Brazilian", 92, false, false},
-                                         language_case{"Dutch", 92, false, false},
-                                         language_case{"Japanese", 92, false, false},
-                                         language_case{"French", 92, false, false},
-                                         language_case{"Spanish", 114, true, false},
-                                         language_case{"English", 116, true, true},
-                                         language_case{"German", 114, true, false},
-                                         language_case{"SimplifiedChinese", 92, false, false}),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    catalogue, language,
+    testing::Values(language_case{"Russian", 92, false, false}, language_case{"Brazilian", 92, false, false},
+                    language_case{"Dutch", 92, false, false}, language_case{"Japanese", 92, false, false},
+                    language_case{"French", 92, false, false}, language_case{"Spanish", 114, true, false},
+                    language_case{"English", 116, true, true}, language_case{"German", 114, true, false},
+                    language_case{"SimplifiedChinese", 92, false, false}),
+    [](const auto& info) { return info.param.name; });
 
 TEST(catalogue, languages_stand_in_the_host_s_order) {
     std::vector<std::string> names;
@@ -239,8 +240,8 @@ TEST(catalogue, english_key_families) {
     };
     std::map<std::string, std::size_t> counted;
     for (const auto& [key, entry] : translation("English").items()) {
-        const auto family = std::find_if(families.begin(), families.end(),
-                                         [&key](const auto& f) { return key.starts_with(f.first); });
+        const auto family =
+            std::find_if(families.begin(), families.end(), [&key](const auto& f) { return key.starts_with(f.first); });
         ASSERT_NE(family, families.end()) << "key of no family: " << key;
         ++counted[family->first];
     }
@@ -320,8 +321,7 @@ TEST(catalogue, english_texts_of_raised_keys) {
         {"libwexohelper.error.message_too_long",
          "The Message with size %0:s bytes is larger than the maximum allowed length of %1:s bytes."},
         {"libwexohelper.error.message_serialization_failed", "Could not serialize message to buffer."},
-        {"libwexohelper.error.message_deserialization_failed",
-         "Could not deserialize message type %0:s of size %1:s."},
+        {"libwexohelper.error.message_deserialization_failed", "Could not deserialize message type %0:s of size %1:s."},
         {"libwexohelper.error.message_exception", "A message error occurred. %0:s"},
         {"libwexohelper.error.channel_already_defined", "Channel with ID %0:s and name %1:s is already defined."},
         {"libwexohelper.error.channel_not_defined", "Channel with ID %0:s is not defined."},
@@ -393,7 +393,9 @@ TEST(catalogue, english_markup_is_balanced) {
     }
 }
 
-TEST(catalogue, whole_manifest_is_valid_utf8) { EXPECT_TRUE(valid_utf8(manifest_json())); }
+TEST(catalogue, whole_manifest_is_valid_utf8) {
+    EXPECT_TRUE(valid_utf8(manifest_json()));
+}
 
 } // namespace
 } // namespace vantrel::kelvane::dns
