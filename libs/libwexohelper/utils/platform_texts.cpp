@@ -48,12 +48,16 @@ constexpr libi18n::text_entry texts[] = {
 };
 
 std::string registered(std::string key) {
-    static const bool once = (libi18n::add_english_texts(texts), true);
-    (void)once;
+    register_platform_texts();
     return key;
 }
 
 } // namespace
+
+void register_platform_texts() {
+    static const bool once = (libi18n::add_english_texts(texts), true);
+    (void)once;
+}
 
 exception::exception(std::string key, std::vector<std::string> arguments)
     : _i18n_exception(registered(std::move(key)), std::move(arguments)) {}

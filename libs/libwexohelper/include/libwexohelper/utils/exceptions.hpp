@@ -11,6 +11,10 @@
 
 namespace vantrel::kelvane::libwexohelper::utils::exceptions {
 
+// Adds the English texts of the platform's keys to the process-wide table.
+// Thread-safe and cheap after the first call; the module calls it at start.
+void register_platform_texts();
+
 // Root of the platform's errors; makes sure the platform's English texts are known.
 class exception : public libi18n::_i18n_exception<libi18n::i18n_exception> {
 public:

@@ -1,0 +1,109 @@
+#include <libwexohelper/settings/kinds.hpp>
+#include <libwexohelper/settings/sensor_data_wrapper.hpp>
+#include <libwexohelper/utils/exceptions.hpp>
+
+#include <gtest/gtest.h>
+#include <wexo.pb.h>
+
+namespace vantrel::kelvane::libwexohelper::settings {
+namespace {
+
+TEST(KindInteger, ParsesWholeDecimalNumbersOnly) {
+    EXPECT_EQ(kind_integer::parse_and_validate("42", validation_rules::none()), 42);
+    EXPECT_EQ(kind_integer::parse_and_validate("-7", validation_rules::none()), -7);
+    EXPECT_EQ(kind_integer::parse_and_validate("+7", validation_rules::none()), 7);
+    for (const char* bad : {"", "abc", "4 2", " 42", "42 ", "1.5", "0x10", "99999999999999999999", "+", "-"}) {
+        EXPECT_FALSE(kind_integer::parse_and_validate(bad, validation_rules::none()).has_value()) << bad;
+    }
+}
+
+TEST(KindInteger, RulesGiveTheirOwnErrors) {
+    try {
+        kind_integer::parse_and_validate("-1", validation_rules::at_least(0));
+        FAIL();
+    } catch (const utils::exceptions::setting_invalid_less_min& e) {
+        EXPECT_STREQ(e.what(), "Setting value -1 is less than the allowed value of 0.");
+    }
+    try {
+        kind_integer::parse_and_validate("901", validation_rules::between(0, 900));
+        FAIL();
+    } catch (const utils::exceptions::setting_invalid_bigger_max& e) {
+        EXPECT_STREQ(e.what(), "Setting value 901 is bigger than the allowed value of 900.");
+    }
+    EXPECT_EQ(kind_integer::parse_and_validate("900", validation_rules::between(0, 900)), 900);
+    EXPECT_EQ(kind_integer::parse_and_validate("0", validation_rules::between(0, 900)), 0);
+}
+
+TEST(KindString, LengthIsLimitedByTheRulesOrTheDefault) {
+    EXPECT_EQ(kind_string::parse_and_validate("abc", validation_rules::at_most(3)), "abc");
+    try {
+        kind_securestring::parse_and_validate("abcd", validation_rules::at_most(3), "vantrelcloudapikey");
+        FAIL();
+    } catch (const utils::exceptions::string_too_long& e) {
+        EXPECT_STREQ(e.what(), "vantrelcloudapikey's value with length 4 is longer than the maximum allowed length of 3.");
+    }
+    const std::string long_text(default_max_text_length + 1, 'x');
+    EXPECT_THROW(kind_string::parse_and_validate(long_text, validation_rules::none()), utils::exceptions::string_too_long);
+}
+
+std::string bytes_of(const wire::SensorData& data) { return data.SerializeAsString(); }
+
+TEST(SensorDataWrapper, LooksUpSettingsChannelsAndPersistentData) {
+    wire::SensorData data;
+    data.set_kind("dns_v2");
+    (*data.mutable_settings())["host"] = "127.0.0.1";
+    (*data.mutable_settings())["empty"] = "";
+    (*data.mutable_channels())[2] = "Response Time";
+    (*data.mutable_persistent_data())["last"] = "x";
+    const auto bytes = bytes_of(data);
+    const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    ASSERT_TRUE(wrapper.valid());
+    EXPECT_EQ(wrapper.kind(), "dns_v2");
+    EXPECT_EQ(wrapper.get_value("host"), "127.0.0.1");
+    bool found = false;
+    EXPECT_EQ(wrapper.get_value("empty", found), "");
+    EXPECT_TRUE(found);
+    EXPECT_EQ(wrapper.get_value("missing", found), "");
+    EXPECT_FALSE(found);
+    try {
+        wrapper.get_value("missing");
+        FAIL();
+    } catch (const utils::exceptions::setting_not_available& e) {
+        EXPECT_STREQ(e.what(), "The setting \"missing\" was not available.");
+    }
+    EXPECT_EQ(wrapper.get_channels(), (std::map<int, std::string>{{2, "Response Time"}}));
+    EXPECT_EQ(wrapper.get_persistent_data().at("last"), "x");
+}
+
+TEST(SensorDataWrapper, InvalidBytesLeaveAnInvalidWrapperWithAReason) {
+    const std::string garbage = "\x0a\xff\xff\xff\x0f";
+    const sensor_data_wrapper wrapper(garbage.data(), static_cast<std::uint32_t>(garbage.size()));
+    EXPECT_FALSE(wrapper.valid());
+    EXPECT_EQ(wrapper.error(), "Settings data of 5 bytes is not a valid settings message.");
+    EXPECT_EQ(wrapper.to_json(), "{}");
+    EXPECT_THROW(wrapper.get_value("host"), utils::exceptions::setting_not_available);
+
+    const sensor_data_wrapper null_with_size(nullptr, 3);
+    EXPECT_FALSE(null_with_size.valid());
+    const sensor_data_wrapper empty(nullptr, 0);
+    EXPECT_TRUE(empty.valid()) << "zero bytes are an empty settings message";
+    EXPECT_EQ(empty.kind(), "");
+}
+
+TEST(SensorDataWrapper, JsonMasksEverySecureSetting) {
+    wire::SensorData data;
+    data.set_kind("dns_v2");
+    (*data.mutable_settings())["vantrelcloudapikey"] = "top-secret";
+    (*data.mutable_settings())["x.y.vantrelcloudapikey"] = "also-secret";
+    (*data.mutable_settings())["host"] = "ns1";
+    const auto bytes = bytes_of(data);
+    const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto json = wrapper.to_json();
+    EXPECT_EQ(json.find("secret"), std::string::npos) << json;
+    EXPECT_NE(json.find("\"vantrelcloudapikey\":\"********\""), std::string::npos) << json;
+    EXPECT_NE(json.find("\"host\":\"ns1\""), std::string::npos) << json;
+    EXPECT_EQ(wrapper.get_value("vantrelcloudapikey"), "top-secret") << "masking is for the log only";
+}
+
+} // namespace
+} // namespace vantrel::kelvane::libwexohelper::settings
