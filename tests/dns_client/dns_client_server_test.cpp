@@ -246,6 +246,14 @@ TEST_F(client_configuration, ZeroTimeoutGivesUpUnlessTheAnswerIsAlreadyThere) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, 500ms);
 }
 
+// Only the low 32 bits bound the wait; 0xFFFFFFFF reads as -1 there, which
+// c-ares takes as "no limit", so a slow answer is still awaited.
+TEST_F(client_configuration, TimeoutReadingAsNegativeWaitsWithoutLimit) {
+    server_.on_request([](const dns_request& request) { return dns_action::answer().delay(150ms).a(request.name, "192.0.2.1"); });
+    dns_client client("127.0.0.1", 0, server_.port(), 0xFFFFFFFFLL);
+    EXPECT_EQ(client.query("example", "A", log_).answers.size(), 1u);
+}
+
 TEST_F(client_configuration, ResponseTimeCoversTheServersDelay) {
     server_.on_request([](const dns_request& request) { return dns_action::answer().delay(120ms).a(request.name, "192.0.2.1"); });
     dns_client client("127.0.0.1", 0, server_.port(), 3000);

@@ -8,6 +8,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <system_error>
+
 namespace vantrel::kelvane::test_support {
 namespace {
 
@@ -137,6 +140,28 @@ TEST(FakeDnsServer, BindsTheGivenAddress) {
     EXPECT_EQ(v6.address(), "::1");
     EXPECT_NE(v6.port(), 0);
     EXPECT_THROW(fake_dns_server(fake_dns_server::options{"not-an-address", 0}), std::invalid_argument);
+}
+
+// What a check that must use the standard port does: a fixed address and port 53.
+TEST(FakeDnsServer, BindsAPrivilegedPortOnAnotherLoopbackAddress) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "binding port 53 needs root";
+    }
+    try {
+        fake_dns_server server(fake_dns_server::options{"127.0.0.53", 53});
+        EXPECT_EQ(server.port(), 53);
+        const int fd = connect_to(server, SOCK_DGRAM);
+        const auto query = make_query(5, "port53.example", ARES_REC_TYPE_NS);
+        ::send(fd, query.data(), query.size(), 0);
+        const parsed answer(receive_udp(fd));
+        EXPECT_EQ(ares_dns_record_get_id(answer.record), 5);
+        ::close(fd);
+    } catch (const std::system_error& e) {
+        if (e.code().value() == EADDRINUSE) {
+            GTEST_SKIP() << "127.0.0.53:53 is taken on this machine: " << e.what();
+        }
+        throw;
+    }
 }
 
 } // namespace
