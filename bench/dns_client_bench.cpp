@@ -50,8 +50,8 @@ void bare_cares_query(benchmark::State& state) {
     options.timeout = 2000;
     options.udp_port = options.tcp_port = server().port();
     options.evsys = ARES_EVSYS_DEFAULT;
-    const int mask = ARES_OPT_FLAGS | ARES_OPT_TRIES | ARES_OPT_EVENT_THREAD | ARES_OPT_TIMEOUTMS |
-                     ARES_OPT_UDP_PORT | ARES_OPT_TCP_PORT;
+    const int mask = ARES_OPT_FLAGS | ARES_OPT_TRIES | ARES_OPT_EVENT_THREAD | ARES_OPT_TIMEOUTMS | ARES_OPT_UDP_PORT |
+                     ARES_OPT_TCP_PORT;
     for (auto _ : state) {
         ares_channel_t* channel = nullptr;
         if (ares_init_options(&channel, &options, mask) != ARES_SUCCESS ||
@@ -121,8 +121,8 @@ int main(int argc, char** argv) {
         // noisy on a shared machine; CPU time shows what the client itself adds.
         std::printf("median real time: client_query %.1f us, bare c-ares %.1f us, ratio %.3f (target <= 1.10)\n",
                     client->second.real, bare->second.real, client->second.real / bare->second.real);
-        std::printf("median CPU time:  client_query %.1f us, bare c-ares %.1f us, ratio %.3f\n",
-                    client->second.cpu, bare->second.cpu, client->second.cpu / bare->second.cpu);
+        std::printf("median CPU time:  client_query %.1f us, bare c-ares %.1f us, ratio %.3f\n", client->second.cpu,
+                    bare->second.cpu, client->second.cpu / bare->second.cpu);
     }
     ares_library_cleanup();
     return 0;

@@ -46,7 +46,9 @@ struct network_case {
     dns_transport transport;
 };
 
-void PrintTo(const network_case& value, std::ostream* out) { *out << value.name; }
+void PrintTo(const network_case& value, std::ostream* out) {
+    *out << value.name;
+}
 
 class client_against_fake_server : public ::testing::TestWithParam<network_case> {
 protected:
@@ -109,8 +111,9 @@ TEST_P(client_against_fake_server, NoerrorAnswerIsCopiedWithHeaderAndSections) {
 
 TEST_P(client_against_fake_server, NodataReturnsAnEmptyAnswerWithTheHeader) {
     script([](const dns_request&) {
-        return dns_action::answer().flags(ARES_FLAG_AA).soa("example", "ns1.example", "admin.example", 42, 300,
-                                                            ARES_SECTION_AUTHORITY);
+        return dns_action::answer()
+            .flags(ARES_FLAG_AA)
+            .soa("example", "ns1.example", "admin.example", 42, 300, ARES_SECTION_AUTHORITY);
     });
     const auto result = query("www.example", "AAAA");
     expect_answered_over_case_transport();
@@ -221,7 +224,8 @@ protected:
 };
 
 TEST_F(client_configuration, TypeNamesAreMatchedInAnyCaseAndUnknownOnesSendNothing) {
-    server_.on_request([](const dns_request& request) { return dns_action::answer().mx(request.name, 5, "mx.example"); });
+    server_.on_request(
+        [](const dns_request& request) { return dns_action::answer().mx(request.name, 5, "mx.example"); });
     dns_client client("127.0.0.1", 0, server_.port(), 3000);
     const auto result = client.query("example", "mx", log_);
     ASSERT_EQ(server_.request_count(), 1u);
@@ -239,7 +243,8 @@ TEST_F(client_configuration, TypeNamesAreMatchedInAnyCaseAndUnknownOnesSendNothi
 }
 
 TEST_F(client_configuration, ZeroTimeoutGivesUpUnlessTheAnswerIsAlreadyThere) {
-    server_.on_request([](const dns_request& request) { return dns_action::answer().delay(500ms).a(request.name, "192.0.2.1"); });
+    server_.on_request(
+        [](const dns_request& request) { return dns_action::answer().delay(500ms).a(request.name, "192.0.2.1"); });
     dns_client client("127.0.0.1", 0, server_.port(), 0);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THROW(client.query("example", "A", log_), errors::dns_timeout);
@@ -249,13 +254,15 @@ TEST_F(client_configuration, ZeroTimeoutGivesUpUnlessTheAnswerIsAlreadyThere) {
 // Only the low 32 bits bound the wait; 0xFFFFFFFF reads as -1 there, which
 // c-ares takes as "no limit", so a slow answer is still awaited.
 TEST_F(client_configuration, TimeoutReadingAsNegativeWaitsWithoutLimit) {
-    server_.on_request([](const dns_request& request) { return dns_action::answer().delay(150ms).a(request.name, "192.0.2.1"); });
+    server_.on_request(
+        [](const dns_request& request) { return dns_action::answer().delay(150ms).a(request.name, "192.0.2.1"); });
     dns_client client("127.0.0.1", 0, server_.port(), 0xFFFFFFFFLL);
     EXPECT_EQ(client.query("example", "A", log_).answers.size(), 1u);
 }
 
 TEST_F(client_configuration, ResponseTimeCoversTheServersDelay) {
-    server_.on_request([](const dns_request& request) { return dns_action::answer().delay(120ms).a(request.name, "192.0.2.1"); });
+    server_.on_request(
+        [](const dns_request& request) { return dns_action::answer().delay(120ms).a(request.name, "192.0.2.1"); });
     dns_client client("127.0.0.1", 0, server_.port(), 3000);
     const auto result = client.query("example", "A", log_);
     EXPECT_GE(result.response_time_ms, 120);
@@ -289,7 +296,8 @@ TEST_F(client_configuration, HostNameServerIsResolvedAndFilteredByIpVersion) {
 TEST_F(client_configuration, ClientStaysUsableAfterAFailure) {
     int calls = 0;
     server_.on_request([&calls](const dns_request& request) {
-        return ++calls == 1 ? dns_action::answer(ARES_RCODE_NXDOMAIN) : dns_action::answer().a(request.name, "192.0.2.1");
+        return ++calls == 1 ? dns_action::answer(ARES_RCODE_NXDOMAIN)
+                            : dns_action::answer().a(request.name, "192.0.2.1");
     });
     const auto client = dns::get_dns_helper_factory()(dns::dns_helper_settings{"127.0.0.1", 0, server_.port(), 3000});
     EXPECT_THROW(client->query("example", "A", log_), errors::dns_notfound);

@@ -16,7 +16,9 @@
 namespace vantrel::kelvane::test_support {
 namespace {
 
-[[noreturn]] void fail(const char* what) { throw std::system_error(errno, std::generic_category(), what); }
+[[noreturn]] void fail(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
 
 void check(ares_status_t status, const char* what) {
     if (status != ARES_SUCCESS) {
@@ -187,18 +189,21 @@ dns_action& dns_action::aaaa(std::string name, std::string address, std::uint32_
 }
 
 dns_action& dns_action::cname(std::string name, std::string target, std::uint32_t ttl) {
-    return record(ARES_SECTION_ANSWER, std::move(name), ARES_REC_TYPE_CNAME, ARES_CLASS_IN, ttl,
-                  [target](ares_dns_rr_t* rr) { check(ares_dns_rr_set_str(rr, ARES_RR_CNAME_CNAME, target.c_str()), "CNAME"); });
+    return record(
+        ARES_SECTION_ANSWER, std::move(name), ARES_REC_TYPE_CNAME, ARES_CLASS_IN, ttl,
+        [target](ares_dns_rr_t* rr) { check(ares_dns_rr_set_str(rr, ARES_RR_CNAME_CNAME, target.c_str()), "CNAME"); });
 }
 
 dns_action& dns_action::ns(std::string name, std::string host, std::uint32_t ttl, ares_dns_section_t section) {
-    return record(section, std::move(name), ARES_REC_TYPE_NS, ARES_CLASS_IN, ttl,
-                  [host](ares_dns_rr_t* rr) { check(ares_dns_rr_set_str(rr, ARES_RR_NS_NSDNAME, host.c_str()), "NS"); });
+    return record(section, std::move(name), ARES_REC_TYPE_NS, ARES_CLASS_IN, ttl, [host](ares_dns_rr_t* rr) {
+        check(ares_dns_rr_set_str(rr, ARES_RR_NS_NSDNAME, host.c_str()), "NS");
+    });
 }
 
 dns_action& dns_action::ptr(std::string name, std::string target, std::uint32_t ttl) {
-    return record(ARES_SECTION_ANSWER, std::move(name), ARES_REC_TYPE_PTR, ARES_CLASS_IN, ttl,
-                  [target](ares_dns_rr_t* rr) { check(ares_dns_rr_set_str(rr, ARES_RR_PTR_DNAME, target.c_str()), "PTR"); });
+    return record(
+        ARES_SECTION_ANSWER, std::move(name), ARES_REC_TYPE_PTR, ARES_CLASS_IN, ttl,
+        [target](ares_dns_rr_t* rr) { check(ares_dns_rr_set_str(rr, ARES_RR_PTR_DNAME, target.c_str()), "PTR"); });
 }
 
 dns_action& dns_action::mx(std::string name, std::uint16_t preference, std::string exchange, std::uint32_t ttl) {
@@ -222,13 +227,12 @@ dns_action& dns_action::txt(std::string name, std::vector<std::string> strings, 
 
 dns_action& dns_action::srv(std::string name, std::uint16_t priority, std::uint16_t weight, std::uint16_t port,
                             std::string target, std::uint32_t ttl) {
-    return record(ARES_SECTION_ANSWER, std::move(name), ARES_REC_TYPE_SRV, ARES_CLASS_IN, ttl,
-                  [=](ares_dns_rr_t* rr) {
-                      check(ares_dns_rr_set_u16(rr, ARES_RR_SRV_PRIORITY, priority), "SRV");
-                      check(ares_dns_rr_set_u16(rr, ARES_RR_SRV_WEIGHT, weight), "SRV");
-                      check(ares_dns_rr_set_u16(rr, ARES_RR_SRV_PORT, port), "SRV");
-                      check(ares_dns_rr_set_str(rr, ARES_RR_SRV_TARGET, target.c_str()), "SRV");
-                  });
+    return record(ARES_SECTION_ANSWER, std::move(name), ARES_REC_TYPE_SRV, ARES_CLASS_IN, ttl, [=](ares_dns_rr_t* rr) {
+        check(ares_dns_rr_set_u16(rr, ARES_RR_SRV_PRIORITY, priority), "SRV");
+        check(ares_dns_rr_set_u16(rr, ARES_RR_SRV_WEIGHT, weight), "SRV");
+        check(ares_dns_rr_set_u16(rr, ARES_RR_SRV_PORT, port), "SRV");
+        check(ares_dns_rr_set_str(rr, ARES_RR_SRV_TARGET, target.c_str()), "SRV");
+    });
 }
 
 dns_action& dns_action::naptr(std::string name, std::uint16_t order, std::uint16_t preference, std::string flags,
@@ -416,8 +420,8 @@ void fake_dns_server::run() {
 
     // Parses one query and returns the answer bytes (empty: none), or nullopt
     // when the TCP connection is to be closed.
-    const auto answer = [&s](const unsigned char* data, std::size_t size,
-                             dns_transport transport) -> std::optional<std::pair<std::vector<unsigned char>, std::chrono::milliseconds>> {
+    const auto answer = [&s](const unsigned char* data, std::size_t size, dns_transport transport)
+        -> std::optional<std::pair<std::vector<unsigned char>, std::chrono::milliseconds>> {
         ares_dns_record_t* raw_query = nullptr;
         if (ares_dns_parse(data, size, 0, &raw_query) != ARES_SUCCESS) {
             return std::pair{std::vector<unsigned char>{}, std::chrono::milliseconds{0}};
@@ -510,8 +514,8 @@ void fake_dns_server::run() {
                 auto reply = answer(buffer, static_cast<std::size_t>(size), dns_transport::udp);
                 if (reply && !reply->first.empty()) {
                     if (reply->second.count() > 0) {
-                        s.pending.push_back({std::chrono::steady_clock::now() + reply->second, dns_transport::udp,
-                                             peer, peer_length, 0, std::move(reply->first)});
+                        s.pending.push_back({std::chrono::steady_clock::now() + reply->second, dns_transport::udp, peer,
+                                             peer_length, 0, std::move(reply->first)});
                     } else {
                         ::sendto(s.udp, reply->first.data(), reply->first.size(), 0, &peer.base, peer_length);
                     }
@@ -560,8 +564,12 @@ void fake_dns_server::run() {
                     continue;
                 }
                 if (reply->second.count() > 0) {
-                    s.pending.push_back({std::chrono::steady_clock::now() + reply->second, dns_transport::tcp, {}, 0,
-                                         c.serial, std::move(reply->first)});
+                    s.pending.push_back({std::chrono::steady_clock::now() + reply->second,
+                                         dns_transport::tcp,
+                                         {},
+                                         0,
+                                         c.serial,
+                                         std::move(reply->first)});
                 } else {
                     send_tcp(c.fd, reply->first);
                 }

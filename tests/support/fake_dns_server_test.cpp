@@ -114,7 +114,8 @@ TEST(FakeDnsServer, UdpAnswersFollowTheScript) {
         EXPECT_EQ(ares_dns_record_rr_cnt(answer.record, ARES_SECTION_ANSWER), 1u);
     }
 
-    server.on_request([](const dns_request&) { return dns_action::answer().id(9).truncated_over_udp().a("x", "192.0.2.1"); });
+    server.on_request(
+        [](const dns_request&) { return dns_action::answer().id(9).truncated_over_udp().a("x", "192.0.2.1"); });
     ::send(fd, query.data(), query.size(), 0);
     {
         const parsed answer(receive_udp(fd));

@@ -17,7 +17,9 @@ namespace {
 // Constant-initialised, so nothing runs before main (also inside a DLL).
 std::once_flag library_initialised;
 
-void cleanup_library() { ares_library_cleanup(); }
+void cleanup_library() {
+    ares_library_cleanup();
+}
 
 void initialise_library() {
     // A throw leaves the flag unset, so the next client tries again.

@@ -15,8 +15,9 @@ TEST(ReverseLookupName, ReversesOctetsAndNibbles) {
         dns_client::reverse_lookup_name("example.com");
         FAIL() << "expected ip_parse_failed";
     } catch (const dns::exceptions::ip_parse_failed& e) {
-        EXPECT_STREQ(e.what(),
-                     "An error has occurred while parsing the domain: example.com is not a valid IPv4 or IPv6 address.");
+        EXPECT_STREQ(
+            e.what(),
+            "An error has occurred while parsing the domain: example.com is not a valid IPv4 or IPv6 address.");
     }
 }
 

@@ -49,7 +49,9 @@ void dns_mx_record::write_line(std::ostream& out) const {
     out << ' ' << preference << ' ' << value_text();
 }
 
-std::string dns_mx_record::value() const { return std::to_string(preference) + ' ' + value_text(); }
+std::string dns_mx_record::value() const {
+    return std::to_string(preference) + ' ' + value_text();
+}
 
 dns_srv_record::dns_srv_record(std::string name_, std::uint32_t ttl_, std::uint16_t priority_, std::uint16_t weight_,
                                std::uint16_t port_, std::string target)

@@ -42,11 +42,13 @@ TEST(DnsResultRecord, CompositeRecordsPrintTheirFieldsAndValues) {
 
     const dns_naptr_record naptr("example", 60, 100, 10, "u", "E2U+sip", "!^.*$!sip:info@example!", ".");
     EXPECT_EQ(naptr.value(), "100 10 \"u\" \"E2U+sip\" \"!^.*$!sip:info@example!\" .");
-    EXPECT_EQ(line_of(naptr).substr(40), "       60    IN  NAPTR 100  10 \"u\" \"E2U+sip\" \"!^.*$!sip:info@example!\" .");
+    EXPECT_EQ(line_of(naptr).substr(40),
+              "       60    IN  NAPTR 100  10 \"u\" \"E2U+sip\" \"!^.*$!sip:info@example!\" .");
 
     const dns_soa_record soa("example", 3600, "ns1.example", "admin.example", 2024010101, 7200, 900, 1209600, 300);
     EXPECT_EQ(soa.value(), "ns1.example admin.example 2024010101 7200 900 1209600 300");
-    EXPECT_EQ(line_of(soa).substr(40), "     3600    IN    SOA ns1.example admin.example 2024010101 7200 900 1209600 300");
+    EXPECT_EQ(line_of(soa).substr(40),
+              "     3600    IN    SOA ns1.example admin.example 2024010101 7200 900 1209600 300");
 
     const dns_txt_record txt("example", 16, 1, 5, "v=spf1 -all");
     EXPECT_EQ(line_of(txt).substr(40), "        5    IN    TXT v=spf1 -all");

@@ -18,7 +18,9 @@ std::string address_text(int family, const void* address, std::size_t buffer_siz
 }
 
 // The two addresses and the host names; null when c-ares holds no such field.
-const char* text_field(const ares_dns_rr_t* rr, ares_dns_rr_key_t key) { return ares_dns_rr_get_str(rr, key); }
+const char* text_field(const ares_dns_rr_t* rr, ares_dns_rr_key_t key) {
+    return ares_dns_rr_get_str(rr, key);
+}
 
 } // namespace
 

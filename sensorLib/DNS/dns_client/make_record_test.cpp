@@ -17,7 +17,8 @@ public:
     record_builder() { ares_dns_record_create(&raw_, 1, ARES_FLAG_QR, ARES_OPCODE_QUERY, ARES_RCODE_NOERROR); }
     ~record_builder() { ares_dns_record_destroy(raw_); }
 
-    ares_dns_rr_t* add(ares_dns_rec_type_t type, ares_dns_class_t dns_class = ARES_CLASS_IN, const char* name = "example") {
+    ares_dns_rr_t* add(ares_dns_rec_type_t type, ares_dns_class_t dns_class = ARES_CLASS_IN,
+                       const char* name = "example") {
         ares_dns_rr_t* rr = nullptr;
         EXPECT_EQ(ares_dns_record_rr_add(&rr, raw_, ARES_SECTION_ANSWER, name, type, dns_class, 120), ARES_SUCCESS);
         return rr;
@@ -27,8 +28,7 @@ private:
     ares_dns_record_t* raw_ = nullptr;
 };
 
-template <class T>
-std::shared_ptr<T> made_as(const ares_dns_rr_t* rr) {
+template <class T> std::shared_ptr<T> made_as(const ares_dns_rr_t* rr) {
     auto record = make_record(rr);
     EXPECT_NE(record, nullptr);
     auto typed = std::dynamic_pointer_cast<T>(record);

@@ -8,9 +8,9 @@ namespace {
 
 TEST(NsCodeMaps, TypesGoBothWays) {
     const std::pair<const char*, std::uint32_t> all[] = {
-        {"A", 1},     {"NS", 2},     {"CNAME", 5}, {"SOA", 6},  {"PTR", 12},  {"HINFO", 13},   {"MX", 15},
-        {"TXT", 16},  {"SIG", 24},   {"AAAA", 28}, {"SRV", 33}, {"NAPTR", 35}, {"OPT", 41},    {"TLSA", 52},
-        {"SVCB", 64}, {"HTTPS", 65}, {"ANY", 255}, {"URI", 256}, {"CAA", 257}, {"RAW_RR", 65536}};
+        {"A", 1},     {"NS", 2},     {"CNAME", 5}, {"SOA", 6},   {"PTR", 12},   {"HINFO", 13},    {"MX", 15},
+        {"TXT", 16},  {"SIG", 24},   {"AAAA", 28}, {"SRV", 33},  {"NAPTR", 35}, {"OPT", 41},      {"TLSA", 52},
+        {"SVCB", 64}, {"HTTPS", 65}, {"ANY", 255}, {"URI", 256}, {"CAA", 257},  {"RAW_RR", 65536}};
     for (const auto& [name, id] : all) {
         EXPECT_EQ(ns_type_name(id), name);
         EXPECT_EQ(ns_type_id(name), id);

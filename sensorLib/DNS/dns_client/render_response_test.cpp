@@ -30,17 +30,20 @@ TEST(RenderResponse, WritesTheWholeAnswerLineByLine) {
                          ";; flags: qr rd ra ; QUERY: 1, ANSWER: 1, AUTHORITY: 0, ADDITIONAL: 0\n"
                          "\n"
                          ";; QUESTION SECTION:\n"
-                         ";" + std::string(32, ' ') + "example             IN      A\n"
-                         "\n"
-                         ";; ANSWER SECTION:\n" +
-                             name_pad + "example      300    IN      A 192.0.2.1\n"
-                         "\n"
-                         ";; AUTHORITY SECTION:\n"
-                         "\n"
-                         ";; ADDITIONAL SECTION:\n"
-                         "\n"
-                         ";; Query time: 12 msec\n"
-                         "\n");
+                         ";" +
+                             std::string(32, ' ') +
+                             "example             IN      A\n"
+                             "\n"
+                             ";; ANSWER SECTION:\n" +
+                             name_pad +
+                             "example      300    IN      A 192.0.2.1\n"
+                             "\n"
+                             ";; AUTHORITY SECTION:\n"
+                             "\n"
+                             ";; ADDITIONAL SECTION:\n"
+                             "\n"
+                             ";; Query time: 12 msec\n"
+                             "\n");
 }
 
 TEST(RenderResponse, FlagsFollowTheirFixedOrderAndEmptySectionsKeepHeadings) {

@@ -18,7 +18,7 @@
 namespace vantrel::kelvane::cares {
 
 struct server_address {
-    int family; // AF_INET or AF_INET6
+    int family;                          // AF_INET or AF_INET6
     std::array<unsigned char, 16> bytes; // network order; 4 used for AF_INET
 };
 
