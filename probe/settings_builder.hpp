@@ -1,0 +1,34 @@
+#pragma once
+
+#include "manifest_model.hpp"
+
+#include <wexo_host.pb.h>
+
+#include <string>
+#include <vector>
+
+namespace vantrel::kelvane::probe {
+
+// What a person asked for on the command line.
+struct settings_request {
+    std::vector<std::string> assignments;      // KEY=VALUE; \n, \r, \t and \\ in VALUE are unescaped
+    std::vector<std::string> file_assignments; // KEY=PATH; the value is the file's content
+    std::string settings_file;                 // JSON: a SensorData, or a flat object of key -> text
+    bool verbose = false;                      // turns the sensor log on
+};
+
+// Settings for one kind: every setting's manifest default (the probe's own
+// defaults for the common settings), then the settings file, then the
+// assignments. A KEY is a full key ("section.group.setting"), a common key
+// ("host"), or a setting's bare name when only one setting has it. Throws
+// std::runtime_error with a message that lists the valid keys for an unknown
+// key, and names any required setting left empty.
+host_wire::SensorData build_settings(const kind_description& kind, const settings_request& request);
+
+// Resolves a KEY as build_settings does. Throws std::runtime_error.
+const setting_description& resolve_setting(const kind_description& kind, const std::string& key);
+
+// Undoes \n, \r, \t and \\ escapes.
+std::string unescape(const std::string& value);
+
+} // namespace vantrel::kelvane::probe
