@@ -1,0 +1,358 @@
+#include <dns/dns_helper_factory.hpp>
+#include <dns/dns_sensor.hpp>
+#include <dns/english_texts.hpp>
+#include <dns/exceptions.hpp>
+
+#include <recording_host.hpp>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace vantrel::kelvane::dns {
+namespace {
+
+namespace wire = vantrel::kelvane::wire;
+using libwexohelper::testing::recording_host;
+
+// What the fake clients were made with and asked, and what they answer.
+struct fake_dns {
+    std::vector<dns_helper_settings> made;
+    std::vector<std::pair<std::string, std::string>> queries;
+    dns_query_result response;
+    std::exception_ptr error;
+    int factory_failures = 0;
+};
+
+class fake_client final : public dns_client_interface {
+public:
+    fake_client(const dns_helper_settings& s, std::shared_ptr<fake_dns> dns)
+        : dns_client_interface(s.server, s.ip_version, s.port, s.timeout_ms), dns_(std::move(dns)) {}
+    dns_query_result query(const std::string& name, const std::string& type, liblog::log_interface&) override {
+        dns_->queries.emplace_back(name, type);
+        if (dns_->error) {
+            std::rethrow_exception(dns_->error);
+        }
+        return dns_->response;
+    }
+
+private:
+    std::shared_ptr<fake_dns> dns_;
+};
+
+std::shared_ptr<dns_result_record> a(const std::string& address) {
+    return std::make_shared<dns_a_record>("host.test", 1, 1, 300, address);
+}
+
+settings::dns_v2 sensor_settings(settings::record_type type = settings::record_type::A,
+                                 settings::apply_filter filter_mode = settings::apply_filter::disabled,
+                                 std::string filter = "") {
+    settings::dns_v2 s;
+    s.host = "127.0.0.9";
+    s.domain = "host.test";
+    s.record_type = type;
+    s.apply_filter = filter_mode;
+    s.filter = std::move(filter);
+    s.query_timeout = 45;
+    s.port = 5353;
+    return s;
+}
+
+class DnsSensor : public ::testing::Test {
+protected:
+    DnsSensor() {
+        register_english_texts();
+        host.container->add_factory<dns_helper_factory>([dns = dns](dns_helper_settings s) {
+            if (dns->factory_failures > 0) {
+                --dns->factory_failures;
+                throw std::runtime_error("no client today");
+            }
+            dns->made.push_back(s);
+            return std::unique_ptr<dns_client_interface>(std::make_unique<fake_client>(s, dns));
+        });
+        dns->response.response_time_ms = 12;
+    }
+
+    std::unique_ptr<dns_sensor> make(settings::dns_v2 s, std::map<int, std::string> known = {}) {
+        return std::make_unique<dns_sensor>(host.container, 7, std::move(s), std::move(known),
+                                            std::map<std::string, std::string>{});
+    }
+
+    // The one scan result the host received.
+    wire::SensorScanResult scan(dns_sensor& sensor) {
+        host.take();
+        static_cast<libwexohelper::sensors::sensor_interface&>(sensor).scan();
+        auto results = host.take_if([](const wire::Envelope& e) { return e.has_sensor_scan_result(); });
+        EXPECT_EQ(results.size(), 1u);
+        return results.empty() ? wire::SensorScanResult{} : results.front().sensor_scan_result();
+    }
+
+    std::vector<wire::ChannelOptions> announced_channels() {
+        std::vector<wire::ChannelOptions> channels;
+        for (const auto& e : host.take_if([](const wire::Envelope& e) { return e.has_dynamic_channel(); })) {
+            channels.push_back(e.dynamic_channel().options());
+        }
+        return channels;
+    }
+
+    recording_host host;
+    std::shared_ptr<fake_dns> dns = std::make_shared<fake_dns>();
+};
+
+std::map<int, std::int64_t> values_of(const wire::SensorScanResult& result) {
+    std::map<int, std::int64_t> values;
+    for (const auto& v : result.values()) {
+        values[v.channel_id()] = v.value();
+    }
+    return values;
+}
+
+TEST_F(DnsSensor, DeclaresThreeChannelsWithTheirUnitsLookupAndLimits) {
+    auto sensor = make(sensor_settings());
+    const auto channels = announced_channels();
+    ASSERT_EQ(channels.size(), 3u);
+    EXPECT_EQ(channels[0].name_key(), "channel.records_resolved");
+    EXPECT_EQ(channels[0].lookup_name(), "lookup_records_found");
+    EXPECT_EQ(channels[0].unit(), 0);
+    EXPECT_EQ(channels[1].name_key(), "channel.response_time");
+    EXPECT_EQ(channels[1].unit(), 6);
+    EXPECT_EQ(channels[1].limit_mode(), 0);
+    EXPECT_EQ(channels[2].name_key(), "channel.record_count");
+    EXPECT_EQ(channels[2].unit(), 10);
+    EXPECT_EQ(channels[2].limit_mode(), 1);
+    EXPECT_TRUE(channels[2].has_lower_error_limit());
+    EXPECT_EQ(channels[2].lower_error_limit(), 1.0);
+    EXPECT_EQ(channels[2].limit_error_message_key(), "No records of the requested type found.");
+    for (const auto& c : channels) {
+        EXPECT_EQ(c.value_mode(), 1) << c.name_key();
+    }
+    EXPECT_TRUE(dns->made.empty()) << "the client is built on the first scan, not before";
+}
+
+class DnsSensorFilterMode : public DnsSensor, public ::testing::WithParamInterface<settings::apply_filter> {};
+
+TEST_P(DnsSensorFilterMode, AnyFilterModeAddsTheMatchedCountChannel) {
+    auto sensor = make(sensor_settings(settings::record_type::A, GetParam(), "x"));
+    const auto channels = announced_channels();
+    ASSERT_EQ(channels.size(), 4u);
+    EXPECT_EQ(channels[3].id(), 3);
+    EXPECT_EQ(channels[3].name_key(), "channel.matched_record_count");
+    EXPECT_EQ(channels[3].unit(), 10);
+    EXPECT_EQ(channels[3].lower_error_limit(), 1.0);
+    EXPECT_EQ(channels[3].limit_error_message_key(),
+              "No records of the requested type which match the filter value found.");
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, DnsSensorFilterMode,
+                         ::testing::Values(settings::apply_filter::enabled,
+                                           settings::apply_filter::enabled_match_exact),
+                         [](const auto& info) {
+                             return info.param == settings::apply_filter::enabled ? "Enabled" : "EnabledMatchExact";
+                         });
+
+TEST_F(DnsSensor, FilterOffButChannelKnownToTheHostKeepsTheMatchedCount) {
+    dns->response.answers = {a("10.0.0.1"), a("10.0.0.2")};
+    auto sensor = make(sensor_settings(), {{3, "Matched Record Count"}, {0, "Records Resolved"}});
+    EXPECT_EQ(announced_channels().size(), 2u) << "only channels the host does not know are announced";
+    const auto values = values_of(scan(*sensor));
+    ASSERT_TRUE(values.contains(3));
+    EXPECT_EQ(values.at(3), 2) << "with the filter off every record counts as matched";
+
+    auto without = make(sensor_settings());
+    EXPECT_FALSE(values_of(scan(*without)).contains(3));
+}
+
+TEST_F(DnsSensor, BuildsTheClientOnceFromHostIpVersionPortAndTimeout) {
+    auto s = sensor_settings();
+    s.ipversion = settings::ipversion::ipv6;
+    auto sensor = make(s);
+    scan(*sensor);
+    scan(*sensor);
+    ASSERT_EQ(dns->made.size(), 1u);
+    EXPECT_EQ(dns->made[0].server, "127.0.0.9");
+    EXPECT_EQ(dns->made[0].ip_version, 6u);
+    EXPECT_EQ(dns->made[0].port, 5353);
+    EXPECT_EQ(dns->made[0].timeout_ms, 45000);
+    EXPECT_EQ(dns->queries.size(), 2u);
+
+    s.ipversion = settings::ipversion::ipv4;
+    s.query_timeout = 0;
+    auto second = make(s);
+    scan(*second);
+    ASSERT_EQ(dns->made.size(), 2u);
+    EXPECT_EQ(dns->made[1].ip_version, 4u);
+    EXPECT_EQ(dns->made[1].timeout_ms, 0);
+}
+
+TEST_F(DnsSensor, AClientThatCannotBeBuiltIsRetriedOnTheNextScan) {
+    dns->factory_failures = 1;
+    dns->response.answers = {a("10.0.0.1")};
+    auto sensor = make(sensor_settings());
+    const auto failed = scan(*sensor);
+    EXPECT_EQ(failed.response_code(), wire::SCAN_ERROR);
+    EXPECT_EQ(failed.message().english(), "no client today");
+    EXPECT_TRUE(failed.values().empty());
+    const auto next = scan(*sensor);
+    EXPECT_EQ(next.response_code(), wire::SCAN_OK);
+    EXPECT_EQ(next.message().english(), "OK: A=10.0.0.1");
+}
+
+TEST_F(DnsSensor, ReportsSortedGroupedRecordsAndTheirCounts) {
+    dns->response.answers = {a("10.0.0.2"), a("10.0.0.10"),
+                             std::make_shared<dns_cname_record>("host.test", 5, 1, 300, "alias.test")};
+    dns->response.response_time_ms = 37;
+    auto sensor = make(sensor_settings());
+    const auto result = scan(*sensor);
+    EXPECT_EQ(result.response_code(), wire::SCAN_OK);
+    EXPECT_TRUE(result.message().key().empty()) << "the listing is plain text";
+    EXPECT_EQ(result.message().english(), "OK: A=10.0.0.10, 10.0.0.2");
+    EXPECT_EQ(values_of(result), (std::map<int, std::int64_t>{{0, 1}, {1, 37}, {2, 2}}));
+    ASSERT_EQ(dns->queries.size(), 1u);
+    EXPECT_EQ(dns->queries[0], (std::pair<std::string, std::string>{"host.test", "A"}));
+}
+
+TEST_F(DnsSensor, NoRecordsIsASuccessfulScanWithTheEmptyResultMessage) {
+    dns->response.answers = {std::make_shared<dns_cname_record>("host.test", 5, 1, 300, "alias.test")};
+    auto sensor = make(sensor_settings(settings::record_type::A, settings::apply_filter::enabled, "*"));
+    const auto result = scan(*sensor);
+    EXPECT_EQ(result.response_code(), wire::SCAN_OK);
+    EXPECT_EQ(result.message().key(), "error.empty_result");
+    EXPECT_EQ(result.message().english(), "DNS query returned no records.");
+    EXPECT_EQ(values_of(result), (std::map<int, std::int64_t>{{0, 0}, {1, 12}, {2, 0}, {3, 0}}));
+}
+
+struct filter_scan_case {
+    const char* name;
+    settings::apply_filter mode;
+    std::string filter;
+    std::int64_t matched;
+};
+
+class DnsSensorFilter : public DnsSensor, public ::testing::WithParamInterface<filter_scan_case> {};
+
+TEST_P(DnsSensorFilter, MatchedCount) {
+    dns->response.answers = {a("127.0.0.1"), a("127.0.0.2")};
+    auto sensor = make(sensor_settings(settings::record_type::A, GetParam().mode, GetParam().filter));
+    for (int round = 0; round < 2; ++round) {
+        const auto result = scan(*sensor);
+        EXPECT_EQ(result.message().english(), "OK: A=127.0.0.1, 127.0.0.2");
+        EXPECT_EQ(values_of(result).at(3), GetParam().matched) << "scan " << round;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Modes, DnsSensorFilter,
+    ::testing::Values(filter_scan_case{"WildcardMatchesBoth", settings::apply_filter::enabled, "127.0.0.*", 2},
+                      filter_scan_case{"WildcardMatchesOne", settings::apply_filter::enabled, "*.2, 10.*", 1},
+                      filter_scan_case{"TypeNameIsNotCompared", settings::apply_filter::enabled, "A=127.0.0.1", 0},
+                      filter_scan_case{"ExactWholeMessage", settings::apply_filter::enabled_match_exact,
+                                       "A=127.0.0.1, 127.0.0.2", 1},
+                      filter_scan_case{"ExactOneOfTwo", settings::apply_filter::enabled_match_exact, "A=127.0.0.1", 0},
+                      filter_scan_case{"ExactWithPrefix", settings::apply_filter::enabled_match_exact,
+                                       "OK: A=127.0.0.1, 127.0.0.2", 0}),
+    [](const auto& info) { return info.param.name; });
+
+struct ptr_case {
+    const char* name;
+    std::string domain;
+    std::string sent; // empty: the scan fails with the IP-parse error
+};
+
+class DnsSensorPtr : public DnsSensor, public ::testing::WithParamInterface<ptr_case> {};
+
+TEST_P(DnsSensorPtr, QueryName) {
+    auto s = sensor_settings(settings::record_type::PTR);
+    s.domain = GetParam().domain;
+    dns->response.answers = {std::make_shared<dns_ptr_record>("x", 12, 1, 300, "localhost")};
+    auto sensor = make(s);
+    const auto result = scan(*sensor);
+    if (GetParam().sent.empty()) {
+        EXPECT_EQ(result.response_code(), wire::SCAN_ERROR);
+        EXPECT_EQ(result.message().key(), "error.ip_parse_failed");
+        EXPECT_EQ(result.message().english(), "An error has occurred while parsing the domain: " + GetParam().domain +
+                                                  " is not a valid IPv4 or IPv6 address.");
+        EXPECT_TRUE(dns->queries.empty());
+    } else {
+        ASSERT_EQ(dns->queries.size(), 1u);
+        EXPECT_EQ(dns->queries[0].first, GetParam().sent);
+        EXPECT_EQ(dns->queries[0].second, "PTR");
+        EXPECT_EQ(result.message().english(), "OK: PTR=localhost");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, DnsSensorPtr,
+    ::testing::Values(ptr_case{"Ipv4Literal", "127.0.0.1", "1.0.0.127.in-addr.arpa"},
+                      ptr_case{"Ipv6Literal", "::1",
+                               "1.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.ip6.arpa"},
+                      ptr_case{"ReverseNameKept", "1.0.0.127.in-addr.arpa", "1.0.0.127.in-addr.arpa"},
+                      ptr_case{"Ip6ReverseNameKept", "b.a.ip6.arpa", "b.a.ip6.arpa"},
+                      ptr_case{"HostName", "host.test", ""},
+                      ptr_case{"UpperCaseSuffix", "1.0.0.127.IN-ADDR.ARPA", ""}),
+    [](const auto& info) { return info.param.name; });
+
+TEST_F(DnsSensor, AClientErrorBecomesAnErrorResultWithItsText) {
+    dns->error = std::make_exception_ptr(exceptions::dns_notfound(4, "Domain name not found"));
+    auto sensor = make(sensor_settings());
+    const auto result = scan(*sensor);
+    EXPECT_EQ(result.response_code(), wire::SCAN_ERROR);
+    EXPECT_EQ(result.error_code(), 0);
+    EXPECT_EQ(result.message().key(), "error.query_failed");
+    EXPECT_EQ(result.message().english(), "Error 4 occurred: Domain name not found.");
+    EXPECT_TRUE(result.values().empty());
+}
+
+TEST_F(DnsSensor, WithLoggingOnTheSensorLogShowsBannersAnswerAndMessage) {
+    auto s = sensor_settings();
+    s.logging = settings::logging::enabled;
+    dns->response.answers = {a("10.0.0.1")};
+    dns->response.questions.emplace_back("host.test", 1, 1);
+    auto sensor = make(s);
+    static_cast<libwexohelper::sensors::sensor_interface&>(*sensor).scan();
+    sensor.reset();
+    const auto lines = host.take_log_lines(wire::LogMessage::SENSOR);
+    auto index_of = [&](const std::string& needle) {
+        const auto it = std::find_if(lines.begin(), lines.end(),
+                                     [&](const std::string& l) { return l.find(needle) != std::string::npos; });
+        return it == lines.end() ? -1 : static_cast<int>(it - lines.begin());
+    };
+    EXPECT_EQ(index_of("#################### Initializing ####################"), 0);
+    EXPECT_EQ(lines.at(1), "DNS v2 version is: 1.20.1.22482\n");
+    const int answer = index_of(";; ANSWER SECTION:");
+    const int message = index_of("Response Message is: OK: A=10.0.0.1");
+    EXPECT_GT(answer, index_of("Enter sensor scan"));
+    EXPECT_GT(message, answer);
+    EXPECT_GT(index_of("Exit sensor scan"), message);
+    EXPECT_EQ(lines.back(), "#################### Cleaning Up  ####################");
+}
+
+TEST_F(DnsSensor, WithLoggingOffTheAnswerIsNeverRendered) {
+    // An opcode without a name makes rendering throw: only a sensor that
+    // renders fails its scan.
+    dns->response.opcode = 3;
+    dns->response.answers = {a("10.0.0.1")};
+    auto quiet = make(sensor_settings());
+    EXPECT_EQ(scan(*quiet).response_code(), wire::SCAN_OK);
+    quiet.reset();
+    EXPECT_TRUE(host.take_log_lines(wire::LogMessage::SENSOR).empty());
+
+    auto s = sensor_settings();
+    s.logging = settings::logging::enabled;
+    auto verbose = make(s);
+    const auto result = scan(*verbose);
+    EXPECT_EQ(result.response_code(), wire::SCAN_ERROR);
+    EXPECT_EQ(result.message().key(), "error.invalid_ns_opcode");
+}
+
+TEST(DnsSensorChannels, NamesAndUnknownIds) {
+    EXPECT_EQ(dns_sensor::channel_name(0), "records_resolved");
+    EXPECT_EQ(dns_sensor::channel_name(3), "matched_record_count");
+    EXPECT_EQ(dns_sensor::channel_name(4), "");
+    EXPECT_EQ(dns_sensor::channel_name(-1), "");
+}
+
+} // namespace
+} // namespace vantrel::kelvane::dns

@@ -1,0 +1,186 @@
+#include <dns/dns_v2_settings.hpp>
+#include <dns/manifest_settings.hpp>
+
+#include <libwexohelper/utils/exceptions.hpp>
+
+#include <gtest/gtest.h>
+#include <wexo.pb.h>
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+namespace vantrel::kelvane::dns::settings {
+namespace {
+
+using libwexohelper::settings::sensor_data_wrapper;
+using settings_map = std::map<std::string, std::string>;
+
+const std::string prefix = "dns_sensor_section.dns_sensor_group.";
+
+settings_map valid_settings() {
+    return {{"host", "192.0.2.7"},
+            {"logging", "disabled"},
+            {"timeout", "10"},
+            {"ipversion", "IPv6"},
+            {"interval", "60"},
+            {prefix + "domain", "example.test"},
+            {prefix + "record_type", "MX"},
+            {prefix + "query_timeout", "45"},
+            {prefix + "apply_filter", "enabled_match_exact"},
+            {prefix + "filter", "MX=10 mail.example.test"},
+            {prefix + "port", "5353"}};
+}
+
+std::string bytes_of(const settings_map& settings) {
+    wire::SensorData data;
+    data.set_kind("dns_v2");
+    for (const auto& [key, value] : settings) {
+        (*data.mutable_settings())[key] = value;
+    }
+    return data.SerializeAsString();
+}
+
+// The English text of what reading throws, or "ok".
+std::string read_outcome(const settings_map& settings) {
+    const auto bytes = bytes_of(settings);
+    const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    try {
+        dns_v2::read(wrapper);
+    } catch (const std::bad_optional_access&) {
+        return "not a number";
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "ok";
+}
+
+TEST(DnsV2Settings, ReadsCommonAndOwnFieldsIntoTheirPlaces) {
+    const auto bytes = bytes_of(valid_settings());
+    const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto s = dns_v2::read(wrapper);
+    EXPECT_EQ(s.host, "192.0.2.7");
+    EXPECT_EQ(s.ipversion, ipversion::ipv6);
+    EXPECT_FALSE(s.logging_enabled());
+    EXPECT_EQ(s.domain, "example.test");
+    EXPECT_EQ(s.record_type, record_type::MX);
+    EXPECT_EQ(s.query_timeout, 45);
+    EXPECT_EQ(s.apply_filter, apply_filter::enabled_match_exact);
+    EXPECT_EQ(s.filter, "MX=10 mail.example.test");
+    EXPECT_EQ(s.port, 5353);
+}
+
+struct settings_case {
+    const char* name;
+    settings_map changes; // a value "<absent>" removes the key
+    std::string outcome;
+};
+
+class DnsV2SettingsCase : public ::testing::TestWithParam<settings_case> {};
+
+TEST_P(DnsV2SettingsCase, ReadOutcome) {
+    auto settings = valid_settings();
+    for (const auto& [key, value] : GetParam().changes) {
+        if (value == "<absent>") {
+            settings.erase(key);
+        } else {
+            settings[key] = value;
+        }
+    }
+    EXPECT_EQ(read_outcome(settings), GetParam().outcome);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rules, DnsV2SettingsCase,
+    ::testing::Values(
+        settings_case{"TimeoutZero", {{prefix + "query_timeout", "0"}}, "ok"},
+        settings_case{"TimeoutMaximum", {{prefix + "query_timeout", "900"}}, "ok"},
+        settings_case{"TimeoutAboveMaximum",
+                      {{prefix + "query_timeout", "901"}},
+                      "Setting value 901 is bigger than the allowed value of 900."},
+        settings_case{"TimeoutNegative",
+                      {{prefix + "query_timeout", "-1"}},
+                      "Setting value -1 is less than the allowed value of 0."},
+        settings_case{"TimeoutNotANumber", {{prefix + "query_timeout", "30s"}}, "not a number"},
+        settings_case{"PortLowest", {{prefix + "port", "1"}}, "ok"},
+        settings_case{"PortHighest", {{prefix + "port", "65535"}}, "ok"},
+        settings_case{"PortZero", {{prefix + "port", "0"}}, "Setting value 0 is less than the allowed value of 1."},
+        settings_case{"PortAboveRange",
+                      {{prefix + "port", "65536"}},
+                      "Setting value 65536 is bigger than the allowed value of 65535."},
+        settings_case{"FilterModeCapitalised",
+                      {{prefix + "apply_filter", "Enabled"}},
+                      "Value \"Enabled\" could not be parsed into selection type \"apply_filter\"."},
+        settings_case{"FilterModeEmpty",
+                      {{prefix + "apply_filter", ""}},
+                      "Value \"\" could not be parsed into selection type \"apply_filter\"."},
+        settings_case{"RecordTypeLowerCase",
+                      {{prefix + "record_type", "mx"}},
+                      "Value \"mx\" could not be parsed into selection type \"record_type\"."},
+        settings_case{"DomainMissing",
+                      {{prefix + "domain", "<absent>"}},
+                      "The setting \"dns_sensor_section.dns_sensor_group.domain\" was not available."},
+        settings_case{"FilterMissing",
+                      {{prefix + "filter", "<absent>"}},
+                      "The setting \"dns_sensor_section.dns_sensor_group.filter\" was not available."},
+        settings_case{"CommonSettingsFirst",
+                      {{"ipversion", "IPv5"}, {prefix + "domain", "<absent>"}},
+                      "Value \"IPv5\" could not be parsed into selection type \"ipversion\"."},
+        // Fields are read in order and reading stops at the first failure.
+        settings_case{"RecordTypeBeforeTimeoutBeforePort",
+                      {{prefix + "record_type", "SRV"}, {prefix + "query_timeout", "-5"}, {prefix + "port", "0"}},
+                      "Value \"SRV\" could not be parsed into selection type \"record_type\"."},
+        settings_case{"TimeoutBeforeFilterMode",
+                      {{prefix + "query_timeout", "1000"}, {prefix + "apply_filter", "on"}},
+                      "Setting value 1000 is bigger than the allowed value of 900."}),
+    [](const auto& info) { return info.param.name; });
+
+// Records every key the reader asks for.
+class recording_wrapper final : public sensor_data_wrapper {
+public:
+    explicit recording_wrapper(const std::string& bytes)
+        : sensor_data_wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size())) {}
+    std::string get_value(std::string_view key) const override {
+        asked.emplace(key);
+        return sensor_data_wrapper::get_value(key);
+    }
+    std::string get_value(std::string_view key, bool& found) const override {
+        asked.emplace(key);
+        return sensor_data_wrapper::get_value(key, found);
+    }
+    mutable std::set<std::string> asked;
+};
+
+TEST(DnsV2Settings, EveryKeyOfTheSensorsSectionThatIsReadIsDeclaredInTheManifest) {
+    // Start from exactly what the manifest declares, with its defaults.
+    settings_map settings{{"host", "127.0.0.1"}, {"logging", "disabled"}, {"timeout", "10"},
+                          {"ipversion", "IPv4"}, {"interval", "60"}};
+    const auto declared = manifest_settings("dns_v2");
+    ASSERT_FALSE(declared.empty());
+    for (const auto& setting : declared) {
+        settings[setting.key] = setting.default_value;
+    }
+    settings[prefix + "domain"] = "example.test";
+
+    const recording_wrapper wrapper(bytes_of(settings));
+    const auto read = dns_v2::read(wrapper);
+    EXPECT_EQ(read.record_type, record_type::A) << "the manifest's defaults must read";
+    EXPECT_EQ(read.port, 53);
+
+    const auto keys = manifest_setting_keys("dns_v2");
+    const std::set<std::string> common{"host", "logging", "timeout", "vantrelcloudapikey", "ipversion", "interval"};
+    std::size_t own = 0;
+    for (const auto& key : wrapper.asked) {
+        if (common.contains(key)) {
+            continue;
+        }
+        ++own;
+        EXPECT_NE(std::find(keys.begin(), keys.end(), key), keys.end()) << key << " is read but not declared";
+    }
+    EXPECT_EQ(own, 6u);
+}
+
+} // namespace
+} // namespace vantrel::kelvane::dns::settings

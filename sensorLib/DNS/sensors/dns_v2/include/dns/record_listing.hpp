@@ -1,0 +1,52 @@
+#pragma once
+
+// How a dns_v2 scan turns a response into its message and its filter count.
+// All functions are pure and thread-safe.
+
+#include <dns/dns_query_result.hpp>
+
+#include <cstdint>
+#include <regex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantrel::kelvane::dns {
+
+// One collected record with its type name and value text, each computed once.
+// `record` points into the dns_query_result it was collected from, which must
+// outlive the listing.
+struct listed_record {
+    const dns_result_record* record;
+    std::string_view type_name;
+    std::string value;
+};
+
+// The records of the answer section, then those of the authority section (the
+// additional section is not used): all of them when `type_text` is empty or
+// "ANY", otherwise those whose type name equals `type_text`, in their order.
+// Throws exceptions::invalid_ns_type for a record whose type has no name.
+std::vector<listed_record> collect_records(const dns_query_result& result, std::string_view type_text);
+
+// Sorts `records` by type code, then by value text byte-wise, and lists them
+// with each type name written once per group: "A=10.0.0.10, 10.0.0.2, NS=ns1.example".
+std::string list_records(std::vector<listed_record>& records);
+
+// `text` without the characters at either end for which isspace or iscntrl holds.
+std::string_view trim_blank(std::string_view text) noexcept;
+
+// The expression of a wildcard filter list such as "127.*.1, 10.0.0.1": the
+// pieces between commas, trimmed, without duplicates, each a whole-text match
+// of its wildcard_to_regex (star_only mode), joined as alternatives. Pieces
+// that are empty after trimming are left out; a filter without any piece gives
+// ".*", which matches every value. Throws std::regex_error if the expression
+// cannot be compiled.
+std::regex compile_record_filter(std::string_view filter);
+
+// How many of `records` have a trimmed value text that `filter` finds.
+std::int64_t count_matching(const std::vector<listed_record>& records, const std::regex& filter);
+
+// 1 when the trimmed `message` equals `filter` exactly (the filter is not trimmed), else 0.
+std::int64_t count_exact_match(std::string_view message, std::string_view filter);
+
+} // namespace vantrel::kelvane::dns

@@ -1,0 +1,123 @@
+#include <dns/record_listing.hpp>
+#include <dns/ns_code_maps.hpp>
+#include <dns/wildcard_to_regex.hpp>
+
+#include <algorithm>
+#include <cctype>
+#include <unordered_set>
+
+namespace vantrel::kelvane::dns {
+
+namespace {
+
+using record_section = std::vector<std::shared_ptr<dns_result_record>>;
+
+void collect_from(const record_section& section, std::string_view type_text, bool take_all,
+                  std::vector<listed_record>& out) {
+    for (const auto& record : section) {
+        const std::string_view type_name = ns_type_name(record->type);
+        if (take_all || type_name == type_text) {
+            out.push_back({record.get(), type_name, record->value()});
+        }
+    }
+}
+
+bool is_blank(char c) noexcept {
+    const auto u = static_cast<unsigned char>(c);
+    return std::isspace(u) != 0 || std::iscntrl(u) != 0;
+}
+
+} // namespace
+
+std::vector<listed_record> collect_records(const dns_query_result& result, std::string_view type_text) {
+    const bool take_all = type_text.empty() || type_text == "ANY";
+    std::vector<listed_record> records;
+    records.reserve(result.answers.size() + result.authorities.size());
+    collect_from(result.answers, type_text, take_all, records);
+    collect_from(result.authorities, type_text, take_all, records);
+    return records;
+}
+
+std::string list_records(std::vector<listed_record>& records) {
+    std::sort(records.begin(), records.end(), [](const listed_record& a, const listed_record& b) {
+        if (a.record->type != b.record->type) {
+            return a.record->type < b.record->type;
+        }
+        return a.value < b.value;
+    });
+    std::size_t length = 0;
+    for (const auto& r : records) {
+        length += r.type_name.size() + r.value.size() + 3;
+    }
+    std::string message;
+    message.reserve(length);
+    std::string_view previous_type;
+    for (const auto& r : records) {
+        if (r.type_name != previous_type) {
+            if (!previous_type.empty()) {
+                message.append(", ");
+            }
+            message.append(r.type_name).append("=");
+            previous_type = r.type_name;
+        } else {
+            message.append(", ");
+        }
+        message.append(r.value);
+    }
+    return message;
+}
+
+std::string_view trim_blank(std::string_view text) noexcept {
+    while (!text.empty() && is_blank(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && is_blank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+std::regex compile_record_filter(std::string_view filter) {
+    std::unordered_set<std::string_view> pieces;
+    while (true) {
+        const auto comma = filter.find(',');
+        const auto piece = trim_blank(filter.substr(0, comma));
+        // A stray comma or a blank entry must not turn into "^$", which would
+        // quietly match nothing the user asked for.
+        if (!piece.empty()) {
+            pieces.insert(piece);
+        }
+        if (comma == std::string_view::npos) {
+            break;
+        }
+        filter.remove_prefix(comma + 1);
+    }
+    std::string pattern;
+    for (const auto piece : pieces) {
+        if (!pattern.empty()) {
+            pattern.push_back('|');
+        }
+        pattern.append("^").append(wildcard_to_regex(piece, wildcard_mode::star_only)).append("$");
+    }
+    if (pattern.empty()) {
+        pattern = ".*";
+    }
+    return std::regex(pattern, std::regex::ECMAScript);
+}
+
+std::int64_t count_matching(const std::vector<listed_record>& records, const std::regex& filter) {
+    std::int64_t count = 0;
+    for (const auto& r : records) {
+        const auto value = trim_blank(r.value);
+        if (std::regex_search(value.begin(), value.end(), filter)) {
+            ++count;
+        }
+    }
+    return count;
+}
+
+std::int64_t count_exact_match(std::string_view message, std::string_view filter) {
+    return trim_blank(message) == filter ? 1 : 0;
+}
+
+} // namespace vantrel::kelvane::dns
