@@ -1,0 +1,68 @@
+#pragma once
+
+// A module loaded and initialised for one test, with the settings helpers the
+// dns_v2 and dns_check tests share.
+
+#include "host_fixture.hpp"
+
+#include <algorithm>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace vantrel::kelvane::tests {
+
+using settings_map = std::map<std::string, std::string>;
+
+inline const std::string dns_v2_key = "dns_sensor_section.dns_sensor_group.";
+
+inline std::string sensor_data(const std::string& kind, const settings_map& settings,
+                               const std::map<int, std::string>& channels = {}) {
+    wire::SensorData data;
+    data.set_kind(kind);
+    for (const auto& [key, value] : settings) {
+        (*data.mutable_settings())[key] = value;
+    }
+    for (const auto& [id, name] : channels) {
+        (*data.mutable_channels())[id] = name;
+    }
+    return data.SerializeAsString();
+}
+
+inline settings_map common_settings(const std::string& host) {
+    return {{"host", host}, {"logging", "disabled"}, {"timeout", "10"}, {"ipversion", "IPv4"}, {"interval", "60"}};
+}
+
+// The module stays loaded for the whole test program: unloading it and
+// loading it again in one process would register its wire contract with
+// protobuf twice. Each test initialises and cleans it up instead.
+inline loaded_module& shared_module() {
+    static loaded_module instance;
+    return instance;
+}
+
+class module_session : public ::testing::Test {
+protected:
+    void SetUp() override {
+        message_log::instance().take();
+        ASSERT_EQ(module.initialize(7, &message_log::callback), 0);
+    }
+    void TearDown() override {
+        module.cleanup();
+        message_log::instance().take();
+    }
+
+    std::vector<wire::Envelope> take_if(bool (wire::Envelope::*has)() const) {
+        std::vector<wire::Envelope> out;
+        for (auto& m : message_log::instance().take()) {
+            if ((m.envelope.*has)()) {
+                out.push_back(std::move(m.envelope));
+            }
+        }
+        return out;
+    }
+
+    loaded_module& module = shared_module();
+};
+
+} // namespace vantrel::kelvane::tests
