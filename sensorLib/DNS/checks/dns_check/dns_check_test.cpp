@@ -1,0 +1,99 @@
+#include <dns/dns_check.hpp>
+#include <dns/dns_helper_factory.hpp>
+#include <dns/exceptions.hpp>
+
+#include <recording_host.hpp>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <vector>
+
+namespace vantrel::kelvane::dns {
+namespace {
+
+namespace wire = vantrel::kelvane::wire;
+
+struct fake_dns {
+    std::vector<dns_helper_settings> made;
+    std::vector<std::pair<std::string, std::string>> queries;
+    std::exception_ptr error;
+};
+
+class fake_client final : public dns_client_interface {
+public:
+    fake_client(const dns_helper_settings& s, std::shared_ptr<fake_dns> dns)
+        : dns_client_interface(s.server, s.ip_version, s.port, s.timeout_ms), dns_(std::move(dns)) {}
+    dns_query_result query(const std::string& name, const std::string& type, liblog::log_interface&) override {
+        dns_->queries.emplace_back(name, type);
+        if (dns_->error) {
+            std::rethrow_exception(dns_->error);
+        }
+        return {};
+    }
+
+private:
+    std::shared_ptr<fake_dns> dns_;
+};
+
+class DnsCheck : public ::testing::Test {
+protected:
+    void register_fake() {
+        host.container->add_factory<dns_helper_factory>([dns = dns](dns_helper_settings s) {
+            dns->made.push_back(s);
+            return std::unique_ptr<dns_client_interface>(std::make_unique<fake_client>(s, dns));
+        });
+    }
+
+    // The success flag of the one check result sent.
+    bool run(const std::string& ipversion = "IPv6") {
+        wire::SensorData data;
+        data.set_kind("dns_check");
+        auto& s = *data.mutable_settings();
+        s["host"] = "192.0.2.1";
+        s["logging"] = "disabled";
+        s["timeout"] = "3";
+        s["ipversion"] = ipversion;
+        s["interval"] = "60";
+        // A sensor port of its own must not move the check off port 53.
+        s["dns_sensor_section.dns_sensor_group.port"] = "5353";
+        const auto bytes = data.SerializeAsString();
+        const libwexohelper::settings::sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+        dns_check check(host.container, 4, wrapper);
+        host.take();
+        static_cast<libwexohelper::checks::check_interface&>(check).check();
+        const auto results = host.take_if([](const wire::Envelope& e) { return e.has_check_result(); });
+        EXPECT_EQ(results.size(), 1u);
+        return !results.empty() && results[0].check_result().check_id() == 4 && results[0].check_result().success();
+    }
+
+    libwexohelper::testing::recording_host host;
+    std::shared_ptr<fake_dns> dns = std::make_shared<fake_dns>();
+};
+
+TEST_F(DnsCheck, AsksTheDeviceForTheRootNameServersOnPort53) {
+    register_fake();
+    EXPECT_TRUE(run());
+    ASSERT_EQ(dns->made.size(), 1u);
+    EXPECT_EQ(dns->made[0].server, "192.0.2.1");
+    EXPECT_EQ(dns->made[0].ip_version, 6u);
+    EXPECT_EQ(dns->made[0].port, 53);
+    EXPECT_EQ(dns->made[0].timeout_ms, 10000);
+    ASSERT_EQ(dns->queries.size(), 1u);
+    EXPECT_EQ(dns->queries[0], (std::pair<std::string, std::string>{".", "NS"}));
+}
+
+TEST_F(DnsCheck, EveryFailureIsAFailedCheck) {
+    EXPECT_FALSE(run()) << "no client factory";
+    register_fake();
+    dns->error = std::make_exception_ptr(exceptions::dns_refused(6, "Operation refused"));
+    EXPECT_FALSE(run());
+    dns->error = std::make_exception_ptr(exceptions::resolve_failed("device.test"));
+    EXPECT_FALSE(run());
+    dns->error = nullptr;
+    EXPECT_TRUE(run("IPv4"));
+    EXPECT_EQ(dns->made.back().ip_version, 4u);
+}
+
+} // namespace
+} // namespace vantrel::kelvane::dns

@@ -1,0 +1,102 @@
+// The dns_check through the module's exports. The check always asks port 53,
+// so the fake server binds a loopback address of its own on that port.
+
+#include "module_session.hpp"
+
+#include <test_support/fake_dns_server.hpp>
+
+#include <chrono>
+#include <optional>
+#include <system_error>
+
+namespace vantrel::kelvane::tests {
+namespace {
+
+using test_support::dns_action;
+using test_support::dns_request;
+using test_support::fake_dns_server;
+
+constexpr const char* device = "127.0.0.53";
+
+struct check_case {
+    const char* name;
+    std::function<dns_action(const dns_request&)> answer;
+    bool success;
+};
+
+class DnsCheckModule : public module_session, public ::testing::WithParamInterface<check_case> {
+protected:
+    // Success flag of the one check result, or nothing when none arrived.
+    std::optional<bool> run_check(const std::string& host) {
+        auto settings = common_settings(host);
+        // The sensor's own port must not move the check off port 53.
+        settings[dns_v2_key + "port"] = "5353";
+        const auto bytes = sensor_data("dns_check", settings);
+        message_log::instance().take();
+        EXPECT_EQ(module.execute_check(11, bytes_of(bytes), size_of(bytes)), 0);
+        const auto results = take_if(&wire::Envelope::has_check_result);
+        EXPECT_EQ(results.size(), 1u);
+        if (results.empty()) {
+            return std::nullopt;
+        }
+        EXPECT_EQ(results[0].check_result().check_id(), 11);
+        return results[0].check_result().success();
+    }
+};
+
+TEST_P(DnsCheckModule, Outcome) {
+    std::optional<fake_dns_server> server;
+    try {
+        server.emplace(fake_dns_server::options{device, 53});
+    } catch (const std::system_error& e) {
+        GTEST_SKIP() << "cannot bind " << device << ":53 (" << e.what() << "); the check only asks port 53";
+    }
+    server->on_request(GetParam().answer);
+
+    const auto start = std::chrono::steady_clock::now();
+    const auto success = run_check(device);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+
+    ASSERT_TRUE(success.has_value());
+    EXPECT_EQ(*success, GetParam().success);
+    const auto requests = server->requests();
+    ASSERT_FALSE(requests.empty());
+    // c-ares parses the root name back as the empty text.
+    EXPECT_TRUE(requests[0].name.empty() || requests[0].name == ".") << requests[0].name;
+    EXPECT_EQ(requests[0].type, ARES_REC_TYPE_NS);
+    if (std::string(GetParam().name) == "Silence") {
+        // The check allows 10 s, but c-ares caps a single try at 5 s unless
+        // a maximum timeout is configured, so the query gives up after
+        // whichever is shorter. Either way it waits instead of failing at once.
+        EXPECT_GE(elapsed, std::chrono::milliseconds(4500));
+        EXPECT_LT(elapsed, std::chrono::seconds(12));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Answers, DnsCheckModule,
+    ::testing::Values(
+        check_case{"RootNameServers",
+                   [](const dns_request&) { return dns_action::answer().ns(".", "a.root.test").ns(".", "b.root.test"); },
+                   true},
+        check_case{"NoData", [](const dns_request&) { return dns_action::answer(); }, true},
+        check_case{"Refused", [](const dns_request&) { return dns_action::answer(ARES_RCODE_REFUSED); }, false},
+        check_case{"ServerFailure", [](const dns_request&) { return dns_action::answer(ARES_RCODE_SERVFAIL); }, false},
+        check_case{"Silence", [](const dns_request&) { return dns_action::silence(); }, false}),
+    [](const auto& info) { return info.param.name; });
+
+class DnsCheckWithoutServer : public module_session {};
+
+TEST_F(DnsCheckWithoutServer, NothingListeningOnPort53FailsTheCheck) {
+    // 127.0.0.54 is a loopback address on which no test binds anything.
+    auto settings = common_settings("127.0.0.54");
+    const auto bytes = sensor_data("dns_check", settings);
+    message_log::instance().take();
+    ASSERT_EQ(module.execute_check(12, bytes_of(bytes), size_of(bytes)), 0);
+    const auto results = take_if(&wire::Envelope::has_check_result);
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_FALSE(results[0].check_result().success());
+}
+
+} // namespace
+} // namespace vantrel::kelvane::tests
