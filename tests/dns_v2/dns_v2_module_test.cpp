@@ -141,6 +141,9 @@ TEST_P(DnsV2Ptr, QueryName) {
 INSTANTIATE_TEST_SUITE_P(Names, DnsV2Ptr,
                          ::testing::Values(ptr_case{"AddressIsReversed", "127.0.0.1", "1.0.0.127.in-addr.arpa"},
                                            ptr_case{"ReverseNameKept", "2.0.0.127.in-addr.arpa", "2.0.0.127.in-addr.arpa"},
+                                           ptr_case{"Ipv6AddressIsReversed", "::1",
+                                                    "1.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.ip6.arpa"},
+                                           ptr_case{"Ip6ReverseNameKept", "b.a.ip6.arpa", "b.a.ip6.arpa"},
                                            ptr_case{"HostNameFails", "zone.test", ""},
                                            ptr_case{"UpperCaseSuffixFails", "1.0.0.127.IN-ADDR.ARPA", ""}),
                          [](const auto& info) { return info.param.name; });

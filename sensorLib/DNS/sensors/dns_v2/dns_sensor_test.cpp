@@ -110,10 +110,10 @@ std::map<int, std::int64_t> values_of(const wire::SensorScanResult& result) {
     return values;
 }
 
-TEST_F(DnsSensor, DeclaresThreeChannelsWithTheirUnitsLookupAndLimits) {
-    auto sensor = make(sensor_settings());
+TEST_F(DnsSensor, DeclaresItsChannelsWithUnitsLookupAndLimits) {
+    auto sensor = make(sensor_settings(settings::record_type::A, settings::apply_filter::enabled, "x"));
     const auto channels = announced_channels();
-    ASSERT_EQ(channels.size(), 3u);
+    ASSERT_EQ(channels.size(), 4u);
     EXPECT_EQ(channels[0].name_key(), "channel.records_resolved");
     EXPECT_EQ(channels[0].lookup_name(), "lookup_records_found");
     EXPECT_EQ(channels[0].unit(), 0);
@@ -121,48 +121,20 @@ TEST_F(DnsSensor, DeclaresThreeChannelsWithTheirUnitsLookupAndLimits) {
     EXPECT_EQ(channels[1].unit(), 6);
     EXPECT_EQ(channels[1].limit_mode(), 0);
     EXPECT_EQ(channels[2].name_key(), "channel.record_count");
-    EXPECT_EQ(channels[2].unit(), 10);
-    EXPECT_EQ(channels[2].limit_mode(), 1);
-    EXPECT_TRUE(channels[2].has_lower_error_limit());
-    EXPECT_EQ(channels[2].lower_error_limit(), 1.0);
     EXPECT_EQ(channels[2].limit_error_message_key(), "No records of the requested type found.");
-    for (const auto& c : channels) {
-        EXPECT_EQ(c.value_mode(), 1) << c.name_key();
-    }
-    EXPECT_TRUE(dns->made.empty()) << "the client is built on the first scan, not before";
-}
-
-class DnsSensorFilterMode : public DnsSensor, public ::testing::WithParamInterface<settings::apply_filter> {};
-
-TEST_P(DnsSensorFilterMode, AnyFilterModeAddsTheMatchedCountChannel) {
-    auto sensor = make(sensor_settings(settings::record_type::A, GetParam(), "x"));
-    const auto channels = announced_channels();
-    ASSERT_EQ(channels.size(), 4u);
-    EXPECT_EQ(channels[3].id(), 3);
     EXPECT_EQ(channels[3].name_key(), "channel.matched_record_count");
-    EXPECT_EQ(channels[3].unit(), 10);
-    EXPECT_EQ(channels[3].lower_error_limit(), 1.0);
     EXPECT_EQ(channels[3].limit_error_message_key(),
               "No records of the requested type which match the filter value found.");
-}
-
-INSTANTIATE_TEST_SUITE_P(Modes, DnsSensorFilterMode,
-                         ::testing::Values(settings::apply_filter::enabled,
-                                           settings::apply_filter::enabled_match_exact),
-                         [](const auto& info) {
-                             return info.param == settings::apply_filter::enabled ? "Enabled" : "EnabledMatchExact";
-                         });
-
-TEST_F(DnsSensor, FilterOffButChannelKnownToTheHostKeepsTheMatchedCount) {
-    dns->response.answers = {a("10.0.0.1"), a("10.0.0.2")};
-    auto sensor = make(sensor_settings(), {{3, "Matched Record Count"}, {0, "Records Resolved"}});
-    EXPECT_EQ(announced_channels().size(), 2u) << "only channels the host does not know are announced";
-    const auto values = values_of(scan(*sensor));
-    ASSERT_TRUE(values.contains(3));
-    EXPECT_EQ(values.at(3), 2) << "with the filter off every record counts as matched";
-
-    auto without = make(sensor_settings());
-    EXPECT_FALSE(values_of(scan(*without)).contains(3));
+    for (const auto& c : channels) {
+        EXPECT_EQ(c.value_mode(), 1) << c.name_key();
+        if (c.id() >= 2) {
+            EXPECT_EQ(c.unit(), 10) << c.name_key();
+            EXPECT_EQ(c.limit_mode(), 1) << c.name_key();
+            EXPECT_TRUE(c.has_lower_error_limit()) << c.name_key();
+            EXPECT_EQ(c.lower_error_limit(), 1.0) << c.name_key();
+        }
+    }
+    EXPECT_TRUE(dns->made.empty()) << "the client is built on the first scan, not before";
 }
 
 TEST_F(DnsSensor, BuildsTheClientOnceFromHostIpVersionPortAndTimeout) {
@@ -200,110 +172,50 @@ TEST_F(DnsSensor, AClientThatCannotBeBuiltIsRetriedOnTheNextScan) {
     EXPECT_EQ(next.message().english(), "OK: A=10.0.0.1");
 }
 
-TEST_F(DnsSensor, ReportsSortedGroupedRecordsAndTheirCounts) {
-    dns->response.answers = {a("10.0.0.2"), a("10.0.0.10"),
-                             std::make_shared<dns_cname_record>("host.test", 5, 1, 300, "alias.test")};
-    dns->response.response_time_ms = 37;
-    auto sensor = make(sensor_settings());
-    const auto result = scan(*sensor);
-    EXPECT_EQ(result.response_code(), wire::SCAN_OK);
-    EXPECT_TRUE(result.message().key().empty()) << "the listing is plain text";
-    EXPECT_EQ(result.message().english(), "OK: A=10.0.0.10, 10.0.0.2");
-    EXPECT_EQ(values_of(result), (std::map<int, std::int64_t>{{0, 1}, {1, 37}, {2, 2}}));
-    ASSERT_EQ(dns->queries.size(), 1u);
-    EXPECT_EQ(dns->queries[0], (std::pair<std::string, std::string>{"host.test", "A"}));
-}
-
-TEST_F(DnsSensor, NoRecordsIsASuccessfulScanWithTheEmptyResultMessage) {
-    dns->response.answers = {std::make_shared<dns_cname_record>("host.test", 5, 1, 300, "alias.test")};
-    auto sensor = make(sensor_settings(settings::record_type::A, settings::apply_filter::enabled, "*"));
-    const auto result = scan(*sensor);
-    EXPECT_EQ(result.response_code(), wire::SCAN_OK);
-    EXPECT_EQ(result.message().key(), "error.empty_result");
-    EXPECT_EQ(result.message().english(), "DNS query returned no records.");
-    EXPECT_EQ(values_of(result), (std::map<int, std::int64_t>{{0, 0}, {1, 12}, {2, 0}, {3, 0}}));
-}
-
-struct filter_scan_case {
+struct scan_case {
     const char* name;
     settings::apply_filter mode;
     std::string filter;
-    std::int64_t matched;
+    std::vector<std::string> addresses;
+    std::string message;
+    std::map<int, std::int64_t> values;
 };
 
-class DnsSensorFilter : public DnsSensor, public ::testing::WithParamInterface<filter_scan_case> {};
+class DnsSensorScan : public DnsSensor, public ::testing::WithParamInterface<scan_case> {};
 
-TEST_P(DnsSensorFilter, MatchedCount) {
-    dns->response.answers = {a("127.0.0.1"), a("127.0.0.2")};
+TEST_P(DnsSensorScan, MessageAndChannelValues) {
+    for (const auto& address : GetParam().addresses) {
+        dns->response.answers.push_back(a(address));
+    }
+    dns->response.answers.push_back(std::make_shared<dns_cname_record>("host.test", 5, 1, 300, "alias.test"));
     auto sensor = make(sensor_settings(settings::record_type::A, GetParam().mode, GetParam().filter));
+    // The second scan reuses the client and the compiled filter.
     for (int round = 0; round < 2; ++round) {
         const auto result = scan(*sensor);
-        EXPECT_EQ(result.message().english(), "OK: A=127.0.0.1, 127.0.0.2");
-        EXPECT_EQ(values_of(result).at(3), GetParam().matched) << "scan " << round;
+        EXPECT_EQ(result.response_code(), wire::SCAN_OK);
+        EXPECT_EQ(result.message().english(), GetParam().message);
+        EXPECT_EQ(values_of(result), GetParam().values) << "scan " << round;
     }
+    EXPECT_EQ(dns->queries, (std::vector<std::pair<std::string, std::string>>(2, {"host.test", "A"})));
 }
 
+using settings::apply_filter;
 INSTANTIATE_TEST_SUITE_P(
-    Modes, DnsSensorFilter,
-    ::testing::Values(filter_scan_case{"WildcardMatchesBoth", settings::apply_filter::enabled, "127.0.0.*", 2},
-                      filter_scan_case{"WildcardMatchesOne", settings::apply_filter::enabled, "*.2, 10.*", 1},
-                      filter_scan_case{"TypeNameIsNotCompared", settings::apply_filter::enabled, "A=127.0.0.1", 0},
-                      filter_scan_case{"ExactWholeMessage", settings::apply_filter::enabled_match_exact,
-                                       "A=127.0.0.1, 127.0.0.2", 1},
-                      filter_scan_case{"ExactOneOfTwo", settings::apply_filter::enabled_match_exact, "A=127.0.0.1", 0},
-                      filter_scan_case{"ExactWithPrefix", settings::apply_filter::enabled_match_exact,
-                                       "OK: A=127.0.0.1, 127.0.0.2", 0}),
+    Cases, DnsSensorScan,
+    ::testing::Values(
+        scan_case{"SortedBytewiseFilterOff", apply_filter::disabled, "", {"10.0.0.2", "10.0.0.10"},
+                  "OK: A=10.0.0.10, 10.0.0.2", {{0, 1}, {1, 12}, {2, 2}}},
+        scan_case{"NoRecordsOfTheType", apply_filter::enabled, "*", {},
+                  "DNS query returned no records.", {{0, 0}, {1, 12}, {2, 0}, {3, 0}}},
+        scan_case{"WildcardMatchesOne", apply_filter::enabled, "*.2, 10.*", {"127.0.0.1", "127.0.0.2"},
+                  "OK: A=127.0.0.1, 127.0.0.2", {{0, 1}, {1, 12}, {2, 2}, {3, 1}}},
+        scan_case{"TypeNameIsNotPartOfTheValue", apply_filter::enabled, "A=127.0.0.1", {"127.0.0.1"},
+                  "OK: A=127.0.0.1", {{0, 1}, {1, 12}, {2, 1}, {3, 0}}},
+        scan_case{"ExactWholeMessage", apply_filter::enabled_match_exact, "A=127.0.0.1, 127.0.0.2",
+                  {"127.0.0.2", "127.0.0.1"}, "OK: A=127.0.0.1, 127.0.0.2", {{0, 1}, {1, 12}, {2, 2}, {3, 1}}},
+        scan_case{"ExactWithTheOkPrefix", apply_filter::enabled_match_exact, "OK: A=127.0.0.1", {"127.0.0.1"},
+                  "OK: A=127.0.0.1", {{0, 1}, {1, 12}, {2, 1}, {3, 0}}}),
     [](const auto& info) { return info.param.name; });
-
-struct ptr_case {
-    const char* name;
-    std::string domain;
-    std::string sent; // empty: the scan fails with the IP-parse error
-};
-
-class DnsSensorPtr : public DnsSensor, public ::testing::WithParamInterface<ptr_case> {};
-
-TEST_P(DnsSensorPtr, QueryName) {
-    auto s = sensor_settings(settings::record_type::PTR);
-    s.domain = GetParam().domain;
-    dns->response.answers = {std::make_shared<dns_ptr_record>("x", 12, 1, 300, "localhost")};
-    auto sensor = make(s);
-    const auto result = scan(*sensor);
-    if (GetParam().sent.empty()) {
-        EXPECT_EQ(result.response_code(), wire::SCAN_ERROR);
-        EXPECT_EQ(result.message().key(), "error.ip_parse_failed");
-        EXPECT_EQ(result.message().english(), "An error has occurred while parsing the domain: " + GetParam().domain +
-                                                  " is not a valid IPv4 or IPv6 address.");
-        EXPECT_TRUE(dns->queries.empty());
-    } else {
-        ASSERT_EQ(dns->queries.size(), 1u);
-        EXPECT_EQ(dns->queries[0].first, GetParam().sent);
-        EXPECT_EQ(dns->queries[0].second, "PTR");
-        EXPECT_EQ(result.message().english(), "OK: PTR=localhost");
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Names, DnsSensorPtr,
-    ::testing::Values(ptr_case{"Ipv4Literal", "127.0.0.1", "1.0.0.127.in-addr.arpa"},
-                      ptr_case{"Ipv6Literal", "::1",
-                               "1.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.ip6.arpa"},
-                      ptr_case{"ReverseNameKept", "1.0.0.127.in-addr.arpa", "1.0.0.127.in-addr.arpa"},
-                      ptr_case{"Ip6ReverseNameKept", "b.a.ip6.arpa", "b.a.ip6.arpa"},
-                      ptr_case{"HostName", "host.test", ""},
-                      ptr_case{"UpperCaseSuffix", "1.0.0.127.IN-ADDR.ARPA", ""}),
-    [](const auto& info) { return info.param.name; });
-
-TEST_F(DnsSensor, AClientErrorBecomesAnErrorResultWithItsText) {
-    dns->error = std::make_exception_ptr(exceptions::dns_notfound(4, "Domain name not found"));
-    auto sensor = make(sensor_settings());
-    const auto result = scan(*sensor);
-    EXPECT_EQ(result.response_code(), wire::SCAN_ERROR);
-    EXPECT_EQ(result.error_code(), 0);
-    EXPECT_EQ(result.message().key(), "error.query_failed");
-    EXPECT_EQ(result.message().english(), "Error 4 occurred: Domain name not found.");
-    EXPECT_TRUE(result.values().empty());
-}
 
 TEST_F(DnsSensor, WithLoggingOnTheSensorLogShowsBannersAnswerAndMessage) {
     auto s = sensor_settings();
