@@ -4,6 +4,8 @@
 // against the same in-process loopback server, interleaved in one run. Prints
 // the ratio of the two medians; the target is at most 1.10.
 
+#include "bare_cares_pattern.hpp"
+
 #include <dns/cares/dns_client.hpp>
 #include <test_support/fake_dns_server.hpp>
 
@@ -43,34 +45,13 @@ void client_query(benchmark::State& state) {
 }
 
 void bare_cares_query(benchmark::State& state) {
-    const std::string servers = "127.0.0.1:" + std::to_string(server().port());
-    ares_options options{};
-    options.flags = ARES_FLAG_NOCHECKRESP;
-    options.tries = 1;
-    options.timeout = 2000;
-    options.udp_port = options.tcp_port = server().port();
-    options.evsys = ARES_EVSYS_DEFAULT;
-    const int mask = ARES_OPT_FLAGS | ARES_OPT_TRIES | ARES_OPT_EVENT_THREAD | ARES_OPT_TIMEOUTMS | ARES_OPT_UDP_PORT |
-                     ARES_OPT_TCP_PORT;
+    const vantrel::kelvane::bench::bare_cares_pattern bare(server().port(), 2000);
     for (auto _ : state) {
-        ares_channel_t* channel = nullptr;
-        if (ares_init_options(&channel, &options, mask) != ARES_SUCCESS ||
-            ares_set_servers_ports_csv(channel, servers.c_str()) != ARES_SUCCESS) {
+        const long answers = bare.query("bench.example");
+        if (answers < 0) {
             state.SkipWithError("c-ares channel set-up failed");
             break;
         }
-        std::size_t answers = 0;
-        ares_query_dnsrec(
-            channel, "bench.example", ARES_CLASS_IN, ARES_REC_TYPE_A,
-            [](void* arg, ares_status_t status, std::size_t, const ares_dns_record_t* record) {
-                if (status == ARES_SUCCESS && record != nullptr) {
-                    *static_cast<std::size_t*>(arg) = ares_dns_record_rr_cnt(record, ARES_SECTION_ANSWER);
-                }
-            },
-            &answers, nullptr);
-        ares_queue_wait_empty(channel, 2000);
-        ares_cancel(channel);
-        ares_destroy(channel);
         benchmark::DoNotOptimize(answers);
     }
 }
