@@ -1,0 +1,515 @@
+// The IP reputation sensor driven through the module's ten exports, as a host
+// drives it, against the in-process fake DNS server and against rbldnsd.
+
+#include "host_fixture.hpp"
+
+#include <test_support/fake_dns_server.hpp>
+
+#include <gmock/gmock.h>
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <sstream>
+#include <thread>
+
+extern char** environ;
+
+namespace vantrel::kelvane::tests {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using test_support::dns_action;
+using test_support::dns_request;
+using test_support::fake_dns_server;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+
+constexpr int sensor_id = 21;
+constexpr const char* own = "ip_reputation_score_section.ip_reputation_score_group.";
+const std::string device = "192.0.2.10";
+
+struct sensor_setup {
+    std::string lines;
+    std::string host = device;
+    std::string ipversion = "IPv4";
+    std::string resolver = "custom";
+    std::string resolver_address = "127.0.0.1";
+    std::uint16_t port = 53;
+};
+
+std::string settings_for(const sensor_setup& s) {
+    wire::SensorData data;
+    data.set_kind("ip_reputation_score_sensor");
+    auto& m = *data.mutable_settings();
+    m["host"] = s.host;
+    m["logging"] = "enabled";
+    m["timeout"] = "1";
+    m["interval"] = "60";
+    m["ipversion"] = s.ipversion;
+    m["vantrelcloudapikey"] = "";
+    m[std::string(own) + "dns_resolver"] = s.resolver;
+    m[std::string(own) + "custom_resolver"] = s.resolver_address;
+    m[std::string(own) + "custom_resolver_port"] = std::to_string(s.port);
+    m[std::string(own) + "blacklist_servers"] = s.lines;
+    return data.SerializeAsString();
+}
+
+struct scan_report {
+    wire::SensorScanResult result;
+    std::vector<std::string> lines;
+    std::vector<std::int64_t> values() const {
+        std::vector<std::int64_t> v;
+        for (const auto& c : result.values()) {
+            v.push_back(c.value());
+        }
+        return v;
+    }
+};
+
+// The module's generated protobuf types register themselves in the process's
+// shared protobuf runtime when the library is mapped, and that registry cannot
+// take a second registration after a dlclose and a fresh dlopen. One extra
+// handle, never closed, keeps the library mapped for the whole test process;
+// each test still initialises and cleans the module up through its exports.
+void keep_module_mapped() {
+    static void* const handle = dlopen(WEXO_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(handle, nullptr) << dlerror();
+}
+
+// One module instance with one sensor in it; destroyed with the object.
+class reputation_host {
+public:
+    explicit reputation_host(const sensor_setup& setup) {
+        keep_module_mapped();
+        message_log::instance().take();
+        EXPECT_EQ(module_.initialize(1, &message_log::callback), 0);
+        const std::string bytes = settings_for(setup);
+        EXPECT_EQ(module_.create_sensor_instance(sensor_id, bytes_of(bytes), size_of(bytes)), 0);
+        message_log::instance().take();
+    }
+    ~reputation_host() {
+        module_.destroy_sensor_instance(sensor_id);
+        module_.cleanup();
+        message_log::instance().take();
+    }
+
+    scan_report scan() {
+        EXPECT_EQ(module_.execute_sensor_scan(sensor_id), 0);
+        scan_report report;
+        int results = 0;
+        for (const auto& m : message_log::instance().take()) {
+            if (m.envelope.has_sensor_scan_result()) {
+                report.result = m.envelope.sensor_scan_result();
+                ++results;
+            } else if (m.envelope.has_log_message() && m.envelope.log_message().source() == wire::LogMessage::SENSOR) {
+                report.lines.push_back(m.envelope.log_message().text());
+            }
+        }
+        EXPECT_EQ(results, 1) << "every scan sends exactly one result";
+        return report;
+    }
+
+private:
+    loaded_module module_;
+};
+
+// Test entries answer 127.0.0.2 and every other name NXDOMAIN, unless a
+// test scripts the name.
+using script = std::map<std::string, std::function<dns_action(const dns_request&)>>;
+
+void serve(fake_dns_server& server, script answers) {
+    server.on_request([answers = std::move(answers)](const dns_request& r) {
+        if (const auto it = answers.find(r.name); it != answers.end()) {
+            return it->second(r);
+        }
+        if (r.name.starts_with("2.0.0.127.")) {
+            return dns_action::answer().a(r.name, "127.0.0.2");
+        }
+        return dns_action::answer(ARES_RCODE_NXDOMAIN);
+    });
+}
+
+std::function<dns_action(const dns_request&)> a_records(std::vector<std::string> addresses) {
+    return [addresses](const dns_request& r) {
+        auto action = dns_action::answer();
+        for (const auto& address : addresses) {
+            action.a(r.name, address);
+        }
+        return action;
+    };
+}
+
+const std::string v6_device = "2001:db8::10";
+const std::string v6_reversed = "0.1.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.8.b.d.0.1.0.0.2";
+
+struct outcome_case {
+    std::string name;
+    sensor_setup setup;
+    script answers; // fake server only
+    std::int64_t score;
+    std::int64_t percent;
+    std::vector<std::string> expected_lines;
+};
+
+void expect_outcome(const scan_report& report, const outcome_case& c) {
+    EXPECT_EQ(report.result.response_code(), wire::SCAN_OK) << report.result.message().english();
+    EXPECT_EQ(report.result.message().english(), "OK");
+    EXPECT_THAT(report.values(), ElementsAre(c.score, c.percent));
+    for (const auto& line : c.expected_lines) {
+        EXPECT_THAT(report.lines, Contains(line));
+    }
+}
+
+class FakeServerOutcome : public ::testing::TestWithParam<outcome_case> {};
+
+TEST_P(FakeServerOutcome, ScoreAndPercentageAsTheHostReceivesThem) {
+    fake_dns_server server;
+    serve(server, GetParam().answers);
+    auto setup = GetParam().setup;
+    setup.port = server.port();
+    reputation_host host(setup);
+    expect_outcome(host.scan(), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Module, FakeServerOutcome,
+    ::testing::Values(
+        outcome_case{"ListedDevice",
+                     {"z"},
+                     {{"10.2.0.192.z", a_records({"127.0.0.2"})}},
+                     1,
+                     100,
+                     {"10.2.0.192.z listed with value 127.0.0.2 (score: 1)", "Score: 1, Servers reached: 1/1 (100%)"}},
+        outcome_case{"FilterScoresOnlyTheMatchingAnswer",
+                     {"z=127.0.0.4*5"},
+                     {{"10.2.0.192.z", a_records({"127.0.0.2", "127.0.0.4"})}},
+                     5,
+                     100,
+                     {"10.2.0.192.z listed with value 127.0.0.2 (score: 0)",
+                      "10.2.0.192.z listed with value 127.0.0.4 (score: 5)"}},
+        outcome_case{"NxdomainAndTimeout",
+                     {"a\nb"},
+                     {{"10.2.0.192.b", [](const dns_request&) { return dns_action::silence(); }}},
+                     0,
+                     50,
+                     {"10.2.0.192.a not listed (NXDOMAIN)",
+                      "Query to 10.2.0.192.b failed: Error 12 occurred: Timeout while contacting DNS servers.",
+                      "Score: 0, Servers reached: 1/2 (50%)"}},
+        outcome_case{"ThreeServersTwoReached",
+                     {"a\nb\nc"},
+                     {{"10.2.0.192.c", [](const dns_request&) { return dns_action::answer(ARES_RCODE_REFUSED); }}},
+                     0,
+                     66,
+                     {"Score: 0, Servers reached: 2/3 (66%)"}},
+        outcome_case{"NegativeScoresGoBelowZero",
+                     {"a*-3\nb"},
+                     {{"10.2.0.192.a", a_records({"127.0.0.2"})}, {"10.2.0.192.b", a_records({"127.0.0.2"})}},
+                     -2,
+                     100,
+                     {"Score: -2, Servers reached: 2/2 (100%)"}},
+        outcome_case{"IPv6DeviceReversedByNibbles",
+                     {"z", v6_device, "IPv6"},
+                     {{v6_reversed + ".z", a_records({"127.0.0.3"})}},
+                     1,
+                     100,
+                     {v6_reversed + ".z listed with value 127.0.0.3 (score: 1)"}}),
+    [](const auto& info) { return info.param.name; });
+
+std::vector<std::string> names_asked(const fake_dns_server& server) {
+    std::vector<std::string> names;
+    for (const auto& r : server.requests()) {
+        names.push_back(r.name);
+    }
+    return names;
+}
+
+TEST(FakeServerModule, CrLfAndBlankLinesAskAndScoreLikeLf) {
+    std::vector<std::string> asked[2];
+    std::vector<std::int64_t> values[2];
+    const char* texts[2] = {"a*2\nb", "\r\na*2\r\n\r\nb\r\n"};
+    for (int i = 0; i < 2; ++i) {
+        fake_dns_server server;
+        serve(server, {{"10.2.0.192.a", a_records({"127.0.0.2"})}});
+        reputation_host host({texts[i], device, "IPv4", "custom", "127.0.0.1", server.port()});
+        values[i] = host.scan().values();
+        asked[i] = names_asked(server);
+    }
+    EXPECT_THAT(asked[0], ElementsAre("2.0.0.127.a", "2.0.0.127.b", "10.2.0.192.a", "10.2.0.192.b"));
+    EXPECT_EQ(asked[0], asked[1]);
+    EXPECT_THAT(values[0], ElementsAre(2, 100));
+    EXPECT_EQ(values[0], values[1]);
+}
+
+TEST(FakeServerModule, EmptySettingReportsZeroOnEveryScan) {
+    fake_dns_server server;
+    serve(server, {});
+    reputation_host host({"", device, "IPv4", "custom", "127.0.0.1", server.port()});
+    for (int scan = 0; scan < 2; ++scan) {
+        const auto report = host.scan();
+        EXPECT_EQ(report.result.response_code(), wire::SCAN_OK);
+        EXPECT_EQ(report.result.message().english(), "OK");
+        EXPECT_THAT(report.values(), ElementsAre(0, 0));
+        EXPECT_THAT(report.lines, Contains("Score: 0, Servers reached: 0/0 (0%)"));
+    }
+    EXPECT_EQ(server.request_count(), 0u);
+}
+
+TEST(FakeServerModule, ZoneFailingTheTestEntryFailsTheScanUntilItIsFixed) {
+    fake_dns_server server;
+    serve(server, {{"2.0.0.127.bad", a_records({"10.0.0.1"})}});
+    reputation_host host({"good\nbad", device, "IPv4", "custom", "127.0.0.1", server.port()});
+    const auto failed = host.scan();
+    EXPECT_EQ(failed.result.response_code(), wire::SCAN_ERROR);
+    EXPECT_EQ(failed.result.message().key(), "error.dnsbl_initial_check_failed");
+    EXPECT_EQ(failed.result.message().english(),
+              "The server 'bad' failed the initial response check. Make sure that the server is available as a DNS "
+              "blacklist server.");
+    EXPECT_TRUE(failed.result.values().empty());
+
+    serve(server, {});
+    const auto fixed = host.scan();
+    EXPECT_THAT(fixed.values(), ElementsAre(0, 100));
+    EXPECT_THAT(names_asked(server), ElementsAre("2.0.0.127.good", "2.0.0.127.bad", "2.0.0.127.good", "2.0.0.127.bad",
+                                                 "10.2.0.192.good", "10.2.0.192.bad"));
+}
+
+// rbldnsd in the foreground on 127.0.0.1 and a free port, one per suite.
+class Rbldnsd : public ::testing::TestWithParam<outcome_case> {
+protected:
+    static constexpr const char* path = "/usr/sbin/rbldnsd";
+
+    static std::uint16_t free_udp_port() {
+        const int s = ::socket(AF_INET, SOCK_DGRAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        ::bind(s, reinterpret_cast<sockaddr*>(&address), length);
+        ::getsockname(s, reinterpret_cast<sockaddr*>(&address), &length);
+        ::close(s);
+        return ntohs(address.sin_port);
+    }
+    static std::string log_text() {
+        std::ifstream in(directory_ / "rbldnsd.log");
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }
+
+    static void SetUpTestSuite() {
+        if (::access(path, X_OK) != 0) {
+            return;
+        }
+        directory_ = fs::temp_directory_path() / ("wexo-rbldnsd-" + std::to_string(::getpid()));
+        fs::create_directories(directory_);
+        // The test entry is listed in every zone; the device in "bl" twice
+        // (two datasets of one zone), in "six" by its IPv6 address.
+        std::ofstream(directory_ / "test-entry") << ":127.0.0.2:Test entry\n127.0.0.2\n";
+        std::ofstream(directory_ / "listed") << ":127.0.0.2:Listed\n192.0.2.10\n";
+        std::ofstream(directory_ / "listed-too") << ":127.0.0.4:Listed again\n192.0.2.10\n";
+        std::ofstream(directory_ / "six") << v6_device << " :127.0.0.3:Listed by IPv6\n";
+        port_ = free_udp_port();
+        const std::string bind = "127.0.0.1/" + std::to_string(port_);
+        const std::string log = (directory_ / "rbldnsd.log").string();
+        const std::string root = directory_.string();
+        posix_spawn_file_actions_t files;
+        posix_spawn_file_actions_init(&files);
+        posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
+        const char* argv[] = {path,
+                              "-n",
+                              "-b",
+                              bind.c_str(),
+                              "-w",
+                              root.c_str(),
+                              "bl.test:ip4set:test-entry,listed",
+                              "bl.test:ip4set:listed-too",
+                              "nx.test:ip4set:test-entry",
+                              "six.test:ip4set:test-entry",
+                              "six.test:ip6trie:six",
+                              nullptr};
+        const int spawned = posix_spawn(&pid_, path, &files, nullptr, const_cast<char* const*>(argv), environ);
+        posix_spawn_file_actions_destroy(&files);
+        if (spawned != 0) {
+            pid_ = 0;
+            start_error_ = "posix_spawn failed: " + std::to_string(spawned);
+            return;
+        }
+        const auto deadline = std::chrono::steady_clock::now() + 10s;
+        while (std::chrono::steady_clock::now() < deadline) {
+            int status = 0;
+            if (::waitpid(pid_, &status, WNOHANG) == pid_) {
+                pid_ = 0;
+                start_error_ = "rbldnsd exited during start-up:\n" + log_text();
+                return;
+            }
+            if (log_text().find(" started") != std::string::npos) {
+                return;
+            }
+            std::this_thread::sleep_for(20ms);
+        }
+        start_error_ = "rbldnsd did not start within 10 s:\n" + log_text();
+    }
+
+    static void TearDownTestSuite() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGTERM);
+            int status = 0;
+            for (int wait = 0; wait < 100 && ::waitpid(pid_, &status, WNOHANG) == 0; ++wait) {
+                std::this_thread::sleep_for(20ms);
+            }
+            if (::waitpid(pid_, &status, WNOHANG) == 0) {
+                ::kill(pid_, SIGKILL);
+                ::waitpid(pid_, &status, 0);
+            }
+            pid_ = 0;
+        }
+        if (!directory_.empty()) {
+            std::error_code ignored;
+            fs::remove_all(directory_, ignored);
+        }
+    }
+
+    void SetUp() override {
+        if (::access(path, X_OK) != 0) {
+            GTEST_SKIP() << path << " is not installed";
+        }
+        ASSERT_TRUE(start_error_.empty()) << start_error_;
+    }
+
+    static inline fs::path directory_;
+    static inline pid_t pid_ = 0;
+    static inline std::uint16_t port_ = 0;
+    static inline std::string start_error_;
+};
+
+TEST_P(Rbldnsd, ScoreAndPercentageAsTheHostReceivesThem) {
+    auto setup = GetParam().setup;
+    setup.port = port_;
+    reputation_host host(setup);
+    expect_outcome(host.scan(), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Module, Rbldnsd,
+    ::testing::Values(
+        outcome_case{"ListedTwiceCountsTwice",
+                     {"bl.test"},
+                     {},
+                     2,
+                     100,
+                     {"10.2.0.192.bl.test listed with value 127.0.0.2 (score: 1)",
+                      "10.2.0.192.bl.test listed with value 127.0.0.4 (score: 1)"}},
+        outcome_case{"FilterScoresOnlyTheMatchingAnswer",
+                     {"bl.test=127.0.0.4*5"},
+                     {},
+                     5,
+                     100,
+                     {"10.2.0.192.bl.test listed with value 127.0.0.2 (score: 0)",
+                      "10.2.0.192.bl.test listed with value 127.0.0.4 (score: 5)"}},
+        outcome_case{"NotListedIsNxdomainAndReached",
+                     {"nx.test\nbl.test=127.0.0.[1..3]*-4"},
+                     {},
+                     -4,
+                     100,
+                     {"10.2.0.192.nx.test not listed (NXDOMAIN)", "Score: -4, Servers reached: 2/2 (100%)"}},
+        outcome_case{
+            "CrLfLines", {"\r\nnx.test\r\n\r\nbl.test*2\r\n"}, {}, 4, 100, {"Score: 4, Servers reached: 2/2 (100%)"}},
+        outcome_case{"IPv6DeviceReversedByNibbles",
+                     {"six.test", v6_device, "IPv6"},
+                     {},
+                     1,
+                     100,
+                     {v6_reversed + ".six.test listed with value 127.0.0.3 (score: 1)"}}),
+    [](const auto& info) { return info.param.name; });
+
+TEST_F(Rbldnsd, ZoneTheServerDoesNotServeFailsTheTestEntry) {
+    reputation_host host({"bl.test\nother.test", device, "IPv4", "custom", "127.0.0.1", port_});
+    const auto report = host.scan();
+    EXPECT_EQ(report.result.response_code(), wire::SCAN_ERROR);
+    EXPECT_EQ(report.result.message().english(),
+              "The server 'other.test' failed the initial response check. Make sure that the server is available as "
+              "a DNS blacklist server.");
+}
+
+// The system resolver is only ever exercised inside a private mount namespace
+// whose /etc/resolv.conf names a loopback server: the test runs itself again
+// under `unshare --mount` and the child does the work.
+constexpr const char* namespace_variable = "WEXO_IPREP_NAMESPACE_DIR";
+constexpr const char* resolver_address = "127.0.83.53";
+
+std::string read_file(const fs::path& p) {
+    std::ifstream in(p);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// Inside the namespace: never ask the system resolver before the bind mount
+// is proven in place.
+void system_resolver_child(const fs::path& dir) {
+    const fs::path conf = dir / "resolv.conf";
+    if (::mount(conf.c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) != 0) {
+        std::ofstream(dir / "skipped") << "bind mount over /etc/resolv.conf refused: " << std::strerror(errno);
+        return;
+    }
+    ASSERT_EQ(read_file("/etc/resolv.conf"), read_file(conf)) << "the bind mount did not take effect";
+    std::unique_ptr<fake_dns_server> server;
+    try {
+        server = std::make_unique<fake_dns_server>(fake_dns_server::options{resolver_address, 53});
+    } catch (const std::system_error& e) {
+        std::ofstream(dir / "skipped") << "port 53 on " << resolver_address << " refused: " << e.what();
+        return;
+    }
+    serve(*server, {{"10.2.0.192.z", a_records({"127.0.0.2"})}});
+    reputation_host host({"z", device, "IPv4", "system", "", 53});
+    const auto report = host.scan();
+    EXPECT_THAT(report.values(), ElementsAre(1, 100));
+    EXPECT_THAT(report.lines, Contains("No DNS server(s) set: Using local resolver instead."));
+    EXPECT_THAT(names_asked(*server), ElementsAre("2.0.0.127.z", "10.2.0.192.z"));
+    std::ofstream(dir / "ran") << "ok";
+}
+
+TEST(SystemResolver, QueriesGoToTheResolverOfResolvConf) {
+    if (const char* dir = std::getenv(namespace_variable)) {
+        system_resolver_child(dir);
+        return;
+    }
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "a private mount namespace needs root";
+    }
+    if (std::system("unshare --mount true >/dev/null 2>&1") != 0) {
+        GTEST_SKIP() << "unshare --mount is refused on this machine";
+    }
+    const fs::path dir = fs::temp_directory_path() / ("wexo-iprep-ns-" + std::to_string(::getpid()));
+    fs::create_directories(dir);
+    std::ofstream(dir / "resolv.conf") << "nameserver " << resolver_address << "\n";
+    const fs::path self = fs::read_symlink("/proc/self/exe");
+    const std::string command =
+        std::string(namespace_variable) + "='" + dir.string() + "' unshare --mount -- '" + self.string() +
+        "' --gtest_filter=SystemResolver.QueriesGoToTheResolverOfResolvConf > '" + (dir / "output").string() + "' 2>&1";
+    const int status = std::system(command.c_str());
+    const std::string output = read_file(dir / "output");
+    const std::string skipped = read_file(dir / "skipped");
+    const bool ran = fs::exists(dir / "ran");
+    std::error_code ignored;
+    fs::remove_all(dir, ignored);
+    if (!skipped.empty()) {
+        GTEST_SKIP() << skipped;
+    }
+    EXPECT_EQ(status, 0) << output;
+    EXPECT_TRUE(ran) << output;
+}
+
+} // namespace
+} // namespace vantrel::kelvane::tests
