@@ -102,8 +102,7 @@ bool load_module() {
 // Per-scan wall times of the single-thread runs, in microseconds.
 std::map<std::string, std::vector<double>> samples;
 
-template <class Scan>
-void timed_loop(benchmark::State& state, const char* name, Scan scan) {
+template <class Scan> void timed_loop(benchmark::State& state, const char* name, Scan scan) {
     auto& times = samples[name];
     for (auto _ : state) {
         const auto start = std::chrono::steady_clock::now();

@@ -16,10 +16,11 @@ using test_support::dns_action;
 using test_support::dns_request;
 using test_support::fake_dns_server;
 
-constexpr const char* device = "127.0.0.53";
-
+// Each case has a loopback address of its own, so that cases running in
+// parallel processes never compete for the same port 53.
 struct check_case {
     const char* name;
+    std::string device;
     std::function<dns_action(const dns_request&)> answer;
     bool success;
 };
@@ -46,10 +47,15 @@ protected:
 
 TEST_P(DnsCheckModule, Outcome) {
     std::optional<fake_dns_server> server;
+    const auto& device = GetParam().device;
     try {
         server.emplace(fake_dns_server::options{device, 53});
     } catch (const std::system_error& e) {
-        GTEST_SKIP() << "cannot bind " << device << ":53 (" << e.what() << "); the check only asks port 53";
+        if (e.code() == std::errc::permission_denied || e.code() == std::errc::operation_not_permitted) {
+            GTEST_SKIP() << "not allowed to bind " << device << ":53 (" << e.what()
+                         << "); the check only asks port 53, so it cannot be tested here";
+        }
+        FAIL() << "cannot bind " << device << ":53: " << e.what();
     }
     server->on_request(GetParam().answer);
 
@@ -75,21 +81,25 @@ TEST_P(DnsCheckModule, Outcome) {
 
 INSTANTIATE_TEST_SUITE_P(
     Answers, DnsCheckModule,
-    ::testing::Values(
-        check_case{"RootNameServers",
-                   [](const dns_request&) { return dns_action::answer().ns(".", "a.root.test").ns(".", "b.root.test"); },
-                   true},
-        check_case{"NoData", [](const dns_request&) { return dns_action::answer(); }, true},
-        check_case{"Refused", [](const dns_request&) { return dns_action::answer(ARES_RCODE_REFUSED); }, false},
-        check_case{"ServerFailure", [](const dns_request&) { return dns_action::answer(ARES_RCODE_SERVFAIL); }, false},
-        check_case{"Silence", [](const dns_request&) { return dns_action::silence(); }, false}),
+    ::testing::Values(check_case{"RootNameServers", "127.53.0.1",
+                                 [](const dns_request&) {
+                                     return dns_action::answer().ns(".", "a.root.test").ns(".", "b.root.test");
+                                 },
+                                 true},
+                      check_case{"NoData", "127.53.0.2", [](const dns_request&) { return dns_action::answer(); }, true},
+                      check_case{"Refused", "127.53.0.3",
+                                 [](const dns_request&) { return dns_action::answer(ARES_RCODE_REFUSED); }, false},
+                      check_case{"ServerFailure", "127.53.0.4",
+                                 [](const dns_request&) { return dns_action::answer(ARES_RCODE_SERVFAIL); }, false},
+                      check_case{"Silence", "127.53.0.5", [](const dns_request&) { return dns_action::silence(); },
+                                 false}),
     [](const auto& info) { return info.param.name; });
 
 class DnsCheckWithoutServer : public module_session {};
 
 TEST_F(DnsCheckWithoutServer, NothingListeningOnPort53FailsTheCheck) {
-    // 127.0.0.54 is a loopback address on which no test binds anything.
-    auto settings = common_settings("127.0.0.54");
+    // A loopback address on which no test binds anything.
+    auto settings = common_settings("127.53.0.99");
     const auto bytes = sensor_data("dns_check", settings);
     message_log::instance().take();
     ASSERT_EQ(module.execute_check(12, bytes_of(bytes), size_of(bytes)), 0);

@@ -15,8 +15,8 @@ using test_support::fake_dns_server;
 
 class DnsV2Module : public module_session {
 protected:
-    settings_map sensor_settings(const std::string& domain, const std::string& type, const std::string& mode = "disabled",
-                                 const std::string& filter = "") {
+    settings_map sensor_settings(const std::string& domain, const std::string& type,
+                                 const std::string& mode = "disabled", const std::string& filter = "") {
         auto s = common_settings("127.0.0.1");
         s[dns_v2_key + "domain"] = domain;
         s[dns_v2_key + "record_type"] = type;
@@ -75,11 +75,12 @@ TEST_P(DnsV2Message, ListsTheRecordsSortedAndGrouped) {
 INSTANTIATE_TEST_SUITE_P(
     Answers, DnsV2Message,
     ::testing::Values(
-        message_case{"AddressesBytewise", "A",
-                     [](const dns_request& r) {
-                         return dns_action::answer().a(r.name, "10.0.0.2").a(r.name, "10.0.0.10").cname(r.name, "x.test");
-                     },
-                     "OK: A=10.0.0.10, 10.0.0.2"},
+        message_case{
+            "AddressesBytewise", "A",
+            [](const dns_request& r) {
+                return dns_action::answer().a(r.name, "10.0.0.2").a(r.name, "10.0.0.10").cname(r.name, "x.test");
+            },
+            "OK: A=10.0.0.10, 10.0.0.2"},
         message_case{"MixedTypesOnlyTheAskedOne", "MX",
                      [](const dns_request& r) {
                          return dns_action::answer()
@@ -138,15 +139,16 @@ TEST_P(DnsV2Ptr, QueryName) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Names, DnsV2Ptr,
-                         ::testing::Values(ptr_case{"AddressIsReversed", "127.0.0.1", "1.0.0.127.in-addr.arpa"},
-                                           ptr_case{"ReverseNameKept", "2.0.0.127.in-addr.arpa", "2.0.0.127.in-addr.arpa"},
-                                           ptr_case{"Ipv6AddressIsReversed", "::1",
-                                                    "1.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.ip6.arpa"},
-                                           ptr_case{"Ip6ReverseNameKept", "b.a.ip6.arpa", "b.a.ip6.arpa"},
-                                           ptr_case{"HostNameFails", "zone.test", ""},
-                                           ptr_case{"UpperCaseSuffixFails", "1.0.0.127.IN-ADDR.ARPA", ""}),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Names, DnsV2Ptr,
+    ::testing::Values(ptr_case{"AddressIsReversed", "127.0.0.1", "1.0.0.127.in-addr.arpa"},
+                      ptr_case{"ReverseNameKept", "2.0.0.127.in-addr.arpa", "2.0.0.127.in-addr.arpa"},
+                      ptr_case{"Ipv6AddressIsReversed", "::1",
+                               "1.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.ip6.arpa"},
+                      ptr_case{"Ip6ReverseNameKept", "b.a.ip6.arpa", "b.a.ip6.arpa"},
+                      ptr_case{"HostNameFails", "zone.test", ""},
+                      ptr_case{"UpperCaseSuffixFails", "1.0.0.127.IN-ADDR.ARPA", ""}),
+    [](const auto& info) { return info.param.name; });
 
 struct filter_case {
     const char* name;
@@ -177,8 +179,11 @@ TEST_P(DnsV2Filter, MatchedRecordCount) {
 INSTANTIATE_TEST_SUITE_P(
     Modes, DnsV2Filter,
     ::testing::Values(
-        filter_case{"WildcardList", "enabled", "127.*.1, 10.0.0.1",
-                    {"127.0.0.1", "127.10.20.1", "10.0.0.1", "10.0.0.10", "127.0.0.2"}, 3},
+        filter_case{"WildcardList",
+                    "enabled",
+                    "127.*.1, 10.0.0.1",
+                    {"127.0.0.1", "127.10.20.1", "10.0.0.1", "10.0.0.10", "127.0.0.2"},
+                    3},
         filter_case{"ValueWithTrailingBlank", "enabled", "127.0.0.1", {"127.0.0.1 ", "127.0.0.1x"}, 1},
         filter_case{"QuestionMarkIsLiteral", "enabled", "a?c", {"a?c", "abc"}, 1},
         filter_case{"ExactWholeMessage", "enabled_match_exact", "TXT=a, b", {"b", "a"}, 1},
@@ -186,7 +191,8 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return info.param.name; });
 
 TEST_F(DnsV2Module, ExactModeWithTwoAddressRecordsMatchesNothing) {
-    server.on_request([](const dns_request& r) { return dns_action::answer().a(r.name, "127.0.0.1").a(r.name, "127.0.0.2"); });
+    server.on_request(
+        [](const dns_request& r) { return dns_action::answer().a(r.name, "127.0.0.1").a(r.name, "127.0.0.2"); });
     const auto result = create_and_scan(sensor_settings("zone.test", "A", "enabled_match_exact", "A=127.0.0.1"));
     EXPECT_EQ(result.message().english(), "OK: A=127.0.0.1, 127.0.0.2");
     EXPECT_EQ(values_of(result).at(3), 0);
@@ -281,15 +287,17 @@ TEST_P(DnsV2Creation, Settings) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rules, DnsV2Creation,
-    ::testing::Values(
-        creation_case{"TimeoutZero", "query_timeout", "0", ""},
-        creation_case{"TimeoutMaximum", "query_timeout", "900", ""},
-        creation_case{"TimeoutTooLong", "query_timeout", "901", "Setting value 901 is bigger than the allowed value of 900."},
-        creation_case{"TimeoutNegative", "query_timeout", "-1", "Setting value -1 is less than the allowed value of 0."},
-        creation_case{"PortZero", "port", "0", "Setting value 0 is less than the allowed value of 1."},
-        creation_case{"PortTooHigh", "port", "65536", "Setting value 65536 is bigger than the allowed value of 65535."},
-        creation_case{"FilterModeCapitalised", "apply_filter", "Enabled",
-                      "Value \"Enabled\" could not be parsed into selection type \"apply_filter\"."}),
+    ::testing::Values(creation_case{"TimeoutZero", "query_timeout", "0", ""},
+                      creation_case{"TimeoutMaximum", "query_timeout", "900", ""},
+                      creation_case{"TimeoutTooLong", "query_timeout", "901",
+                                    "Setting value 901 is bigger than the allowed value of 900."},
+                      creation_case{"TimeoutNegative", "query_timeout", "-1",
+                                    "Setting value -1 is less than the allowed value of 0."},
+                      creation_case{"PortZero", "port", "0", "Setting value 0 is less than the allowed value of 1."},
+                      creation_case{"PortTooHigh", "port", "65536",
+                                    "Setting value 65536 is bigger than the allowed value of 65535."},
+                      creation_case{"FilterModeCapitalised", "apply_filter", "Enabled",
+                                    "Value \"Enabled\" could not be parsed into selection type \"apply_filter\"."}),
     [](const auto& info) { return info.param.name; });
 
 } // namespace

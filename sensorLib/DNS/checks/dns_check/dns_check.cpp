@@ -19,8 +19,8 @@ dns_check dns_check::read(const sensor_data_wrapper& settings) {
 dns_check::dns_check(std::shared_ptr<libwexohelper::utils::service_container> container, int id,
                      const libwexohelper::settings::sensor_data_wrapper& settings)
     : check_base(std::move(container), id, settings) {
-    log("Initialize: " + std::string(manifest_names::dns_check) + " version is: " +
-        std::string(manifest_names::module_version));
+    log("Initialize: " + std::string(manifest_names::dns_check) +
+        " version is: " + std::string(manifest_names::module_version));
 }
 
 dns_check::~dns_check() = default;
@@ -28,7 +28,8 @@ dns_check::~dns_check() = default;
 void dns_check::check() {
     bool success = false;
     try {
-        auto client = container()->get_factory<dns_helper_factory>()(device_client_settings(settings(), port, timeout_ms));
+        auto client =
+            container()->get_factory<dns_helper_factory>()(device_client_settings(settings(), port, timeout_ms));
         client->query(".", "NS", check_log());
         success = true;
     } catch (const std::exception& e) {

@@ -58,7 +58,8 @@ protected:
         // A sensor port of its own must not move the check off port 53.
         s["dns_sensor_section.dns_sensor_group.port"] = "5353";
         const auto bytes = data.SerializeAsString();
-        const libwexohelper::settings::sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+        const libwexohelper::settings::sensor_data_wrapper wrapper(bytes.data(),
+                                                                   static_cast<std::uint32_t>(bytes.size()));
         dns_check check(host.container, 4, wrapper);
         host.take();
         static_cast<libwexohelper::checks::check_interface&>(check).check();

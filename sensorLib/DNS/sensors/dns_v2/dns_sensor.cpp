@@ -1,10 +1,10 @@
+#include <dns/cares/dns_client.hpp>
 #include <dns/client_settings.hpp>
 #include <dns/dns_helper_factory.hpp>
 #include <dns/dns_sensor.hpp>
 #include <dns/manifest.hpp>
 #include <dns/record_listing.hpp>
 #include <dns/render_response.hpp>
-#include <dns/cares/dns_client.hpp>
 
 #include <array>
 #include <sstream>

@@ -1,7 +1,6 @@
 #include <dns/dns_helper_factory.hpp>
 #include <dns/dns_sensor.hpp>
 #include <dns/english_texts.hpp>
-#include <dns/exceptions.hpp>
 
 #include <recording_host.hpp>
 
@@ -200,22 +199,44 @@ TEST_P(DnsSensorScan, MessageAndChannelValues) {
 }
 
 using settings::apply_filter;
-INSTANTIATE_TEST_SUITE_P(
-    Cases, DnsSensorScan,
-    ::testing::Values(
-        scan_case{"SortedBytewiseFilterOff", apply_filter::disabled, "", {"10.0.0.2", "10.0.0.10"},
-                  "OK: A=10.0.0.10, 10.0.0.2", {{0, 1}, {1, 12}, {2, 2}}},
-        scan_case{"NoRecordsOfTheType", apply_filter::enabled, "*", {},
-                  "DNS query returned no records.", {{0, 0}, {1, 12}, {2, 0}, {3, 0}}},
-        scan_case{"WildcardMatchesOne", apply_filter::enabled, "*.2, 10.*", {"127.0.0.1", "127.0.0.2"},
-                  "OK: A=127.0.0.1, 127.0.0.2", {{0, 1}, {1, 12}, {2, 2}, {3, 1}}},
-        scan_case{"TypeNameIsNotPartOfTheValue", apply_filter::enabled, "A=127.0.0.1", {"127.0.0.1"},
-                  "OK: A=127.0.0.1", {{0, 1}, {1, 12}, {2, 1}, {3, 0}}},
-        scan_case{"ExactWholeMessage", apply_filter::enabled_match_exact, "A=127.0.0.1, 127.0.0.2",
-                  {"127.0.0.2", "127.0.0.1"}, "OK: A=127.0.0.1, 127.0.0.2", {{0, 1}, {1, 12}, {2, 2}, {3, 1}}},
-        scan_case{"ExactWithTheOkPrefix", apply_filter::enabled_match_exact, "OK: A=127.0.0.1", {"127.0.0.1"},
-                  "OK: A=127.0.0.1", {{0, 1}, {1, 12}, {2, 1}, {3, 0}}}),
-    [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Cases, DnsSensorScan,
+                         ::testing::Values(scan_case{"SortedBytewiseFilterOff",
+                                                     apply_filter::disabled,
+                                                     "",
+                                                     {"10.0.0.2", "10.0.0.10"},
+                                                     "OK: A=10.0.0.10, 10.0.0.2",
+                                                     {{0, 1}, {1, 12}, {2, 2}}},
+                                           scan_case{"NoRecordsOfTheType",
+                                                     apply_filter::enabled,
+                                                     "*",
+                                                     {},
+                                                     "DNS query returned no records.",
+                                                     {{0, 0}, {1, 12}, {2, 0}, {3, 0}}},
+                                           scan_case{"WildcardMatchesOne",
+                                                     apply_filter::enabled,
+                                                     "*.2, 10.*",
+                                                     {"127.0.0.1", "127.0.0.2"},
+                                                     "OK: A=127.0.0.1, 127.0.0.2",
+                                                     {{0, 1}, {1, 12}, {2, 2}, {3, 1}}},
+                                           scan_case{"TypeNameIsNotPartOfTheValue",
+                                                     apply_filter::enabled,
+                                                     "A=127.0.0.1",
+                                                     {"127.0.0.1"},
+                                                     "OK: A=127.0.0.1",
+                                                     {{0, 1}, {1, 12}, {2, 1}, {3, 0}}},
+                                           scan_case{"ExactWholeMessage",
+                                                     apply_filter::enabled_match_exact,
+                                                     "A=127.0.0.1, 127.0.0.2",
+                                                     {"127.0.0.2", "127.0.0.1"},
+                                                     "OK: A=127.0.0.1, 127.0.0.2",
+                                                     {{0, 1}, {1, 12}, {2, 2}, {3, 1}}},
+                                           scan_case{"ExactWithTheOkPrefix",
+                                                     apply_filter::enabled_match_exact,
+                                                     "OK: A=127.0.0.1",
+                                                     {"127.0.0.1"},
+                                                     "OK: A=127.0.0.1",
+                                                     {{0, 1}, {1, 12}, {2, 1}, {3, 0}}}),
+                         [](const auto& info) { return info.param.name; });
 
 TEST_F(DnsSensor, WithLoggingOnTheSensorLogShowsBannersAnswerAndMessage) {
     auto s = sensor_settings();

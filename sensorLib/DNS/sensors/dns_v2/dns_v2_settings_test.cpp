@@ -94,32 +94,32 @@ TEST_P(DnsV2SettingsCase, ReadOutcome) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rules, DnsV2SettingsCase,
-    ::testing::Values(
-        settings_case{"TimeoutNotANumber", {{prefix + "query_timeout", "30s"}}, "not a number"},
-        settings_case{"PortLowest", {{prefix + "port", "1"}}, "ok"},
-        settings_case{"PortHighest", {{prefix + "port", "65535"}}, "ok"},
-        settings_case{"FilterModeEmpty",
-                      {{prefix + "apply_filter", ""}},
-                      "Value \"\" could not be parsed into selection type \"apply_filter\"."},
-        settings_case{"RecordTypeLowerCase",
-                      {{prefix + "record_type", "mx"}},
-                      "Value \"mx\" could not be parsed into selection type \"record_type\"."},
-        settings_case{"DomainMissing",
-                      {{prefix + "domain", "<absent>"}},
-                      "The setting \"dns_sensor_section.dns_sensor_group.domain\" was not available."},
-        settings_case{"FilterMissing",
-                      {{prefix + "filter", "<absent>"}},
-                      "The setting \"dns_sensor_section.dns_sensor_group.filter\" was not available."},
-        settings_case{"CommonSettingsFirst",
-                      {{"ipversion", "IPv5"}, {prefix + "domain", "<absent>"}},
-                      "Value \"IPv5\" could not be parsed into selection type \"ipversion\"."},
-        // Fields are read in order and reading stops at the first failure.
-        settings_case{"RecordTypeBeforeTimeoutBeforePort",
-                      {{prefix + "record_type", "SRV"}, {prefix + "query_timeout", "-5"}, {prefix + "port", "0"}},
-                      "Value \"SRV\" could not be parsed into selection type \"record_type\"."},
-        settings_case{"TimeoutBeforeFilterMode",
-                      {{prefix + "query_timeout", "1000"}, {prefix + "apply_filter", "on"}},
-                      "Setting value 1000 is bigger than the allowed value of 900."}),
+    ::testing::Values(settings_case{"TimeoutNotANumber", {{prefix + "query_timeout", "30s"}}, "not a number"},
+                      settings_case{"PortLowest", {{prefix + "port", "1"}}, "ok"},
+                      settings_case{"PortHighest", {{prefix + "port", "65535"}}, "ok"},
+                      settings_case{"FilterModeEmpty",
+                                    {{prefix + "apply_filter", ""}},
+                                    "Value \"\" could not be parsed into selection type \"apply_filter\"."},
+                      settings_case{"RecordTypeLowerCase",
+                                    {{prefix + "record_type", "mx"}},
+                                    "Value \"mx\" could not be parsed into selection type \"record_type\"."},
+                      settings_case{"DomainMissing",
+                                    {{prefix + "domain", "<absent>"}},
+                                    "The setting \"dns_sensor_section.dns_sensor_group.domain\" was not available."},
+                      settings_case{"FilterMissing",
+                                    {{prefix + "filter", "<absent>"}},
+                                    "The setting \"dns_sensor_section.dns_sensor_group.filter\" was not available."},
+                      settings_case{"CommonSettingsFirst",
+                                    {{"ipversion", "IPv5"}, {prefix + "domain", "<absent>"}},
+                                    "Value \"IPv5\" could not be parsed into selection type \"ipversion\"."},
+                      // Fields are read in order and reading stops at the first failure.
+                      settings_case{
+                          "RecordTypeBeforeTimeoutBeforePort",
+                          {{prefix + "record_type", "SRV"}, {prefix + "query_timeout", "-5"}, {prefix + "port", "0"}},
+                          "Value \"SRV\" could not be parsed into selection type \"record_type\"."},
+                      settings_case{"TimeoutBeforeFilterMode",
+                                    {{prefix + "query_timeout", "1000"}, {prefix + "apply_filter", "on"}},
+                                    "Setting value 1000 is bigger than the allowed value of 900."}),
     [](const auto& info) { return info.param.name; });
 
 // Records every key the reader asks for.
@@ -140,8 +140,8 @@ public:
 
 TEST(DnsV2Settings, EveryKeyOfTheSensorsSectionThatIsReadIsDeclaredInTheManifest) {
     // Start from exactly what the manifest declares, with its defaults.
-    settings_map settings{{"host", "127.0.0.1"}, {"logging", "disabled"}, {"timeout", "10"},
-                          {"ipversion", "IPv4"}, {"interval", "60"}};
+    settings_map settings{
+        {"host", "127.0.0.1"}, {"logging", "disabled"}, {"timeout", "10"}, {"ipversion", "IPv4"}, {"interval", "60"}};
     const auto declared = manifest_settings("dns_v2");
     ASSERT_FALSE(declared.empty());
     for (const auto& setting : declared) {

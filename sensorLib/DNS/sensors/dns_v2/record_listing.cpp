@@ -1,5 +1,5 @@
-#include <dns/record_listing.hpp>
 #include <dns/ns_code_maps.hpp>
+#include <dns/record_listing.hpp>
 #include <dns/wildcard_to_regex.hpp>
 
 #include <algorithm>

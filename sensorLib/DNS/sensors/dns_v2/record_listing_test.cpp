@@ -66,8 +66,8 @@ std::string listing(const dns_query_result& result, std::string_view type) {
 
 TEST(RecordListing, GroupsByTypeCodeAndSortsValuesBytewise) {
     dns_query_result result;
-    result.answers = {txt("v=spf1"), a("10.0.0.2"), aaaa("::1"), mx(20, "mx2.test"), a("10.0.0.10"),
-                      ns("ns1.test"), mx(10, "mx1.test")};
+    result.answers = {txt("v=spf1"),  a("10.0.0.2"),  aaaa("::1"),       mx(20, "mx2.test"),
+                      a("10.0.0.10"), ns("ns1.test"), mx(10, "mx1.test")};
     EXPECT_EQ(listing(result, "ANY"),
               "A=10.0.0.10, 10.0.0.2, NS=ns1.test, MX=10 mx1.test, 20 mx2.test, TXT=v=spf1, AAAA=::1");
     EXPECT_EQ(listing(result, ""), listing(result, "ANY")) << "no type text takes every record too";
@@ -113,17 +113,18 @@ TEST_P(RecordFilter, CountsWholeTrimmedValues) {
 
 INSTANTIATE_TEST_SUITE_P(
     Filters, RecordFilter,
-    ::testing::Values(
-        filter_case{"WildcardListTwoPieces", "127.*.1, 10.0.0.1",
-                    {"127.0.0.1", "127.10.20.1", "10.0.0.1", "10.0.0.11", "127.0.0.2", "x127.0.0.1"}, 3},
-        filter_case{"TrailingBlankOfValueIgnored", "127.0.0.1", {"127.0.0.1 ", "\t127.0.0.1\r\n"}, 2},
-        filter_case{"PointIsLiteral", "10.0.0.1", {"10a0b0c1"}, 0},
-        filter_case{"QuestionMarkIsLiteral", "a?c", {"a?c", "abc", "ac"}, 1},
-        filter_case{"RegexSyntaxIsLiteral", "(a|b)+", {"(a|b)+", "a", "ab"}, 1},
-        filter_case{"CaseSensitive", "Mail.Test", {"mail.test", "Mail.Test"}, 1},
-        filter_case{"DuplicatesAndBlankPiecesCollapse", " a , a,, ,b ", {"a", "b", "", " "}, 2},
-        filter_case{"EmptyFilterMatchesEverything", "", {"anything", ""}, 2},
-        filter_case{"StarAlone", "*", {"x", "y.z"}, 2}),
+    ::testing::Values(filter_case{"WildcardListTwoPieces",
+                                  "127.*.1, 10.0.0.1",
+                                  {"127.0.0.1", "127.10.20.1", "10.0.0.1", "10.0.0.11", "127.0.0.2", "x127.0.0.1"},
+                                  3},
+                      filter_case{"TrailingBlankOfValueIgnored", "127.0.0.1", {"127.0.0.1 ", "\t127.0.0.1\r\n"}, 2},
+                      filter_case{"PointIsLiteral", "10.0.0.1", {"10a0b0c1"}, 0},
+                      filter_case{"QuestionMarkIsLiteral", "a?c", {"a?c", "abc", "ac"}, 1},
+                      filter_case{"RegexSyntaxIsLiteral", "(a|b)+", {"(a|b)+", "a", "ab"}, 1},
+                      filter_case{"CaseSensitive", "Mail.Test", {"mail.test", "Mail.Test"}, 1},
+                      filter_case{"DuplicatesAndBlankPiecesCollapse", " a , a,, ,b ", {"a", "b", "", " "}, 2},
+                      filter_case{"EmptyFilterMatchesEverything", "", {"anything", ""}, 2},
+                      filter_case{"StarAlone", "*", {"x", "y.z"}, 2}),
     [](const auto& info) { return info.param.name; });
 
 TEST(ExactFilter, ComparesTheTrimmedMessageWithTheUntrimmedFilter) {

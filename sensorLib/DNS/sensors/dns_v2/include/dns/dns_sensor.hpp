@@ -29,9 +29,8 @@ public:
     // the host already knows the channel. Throws instance_not_available or
     // factory_not_available when logging is on and the container holds no
     // sensor log. Neither the DNS client nor the filter is built here.
-    dns_sensor(std::shared_ptr<libwexohelper::utils::service_container> container, int id,
-               settings::dns_v2 settings, std::map<int, std::string> channels,
-               std::map<std::string, std::string> persistent_data);
+    dns_sensor(std::shared_ptr<libwexohelper::utils::service_container> container, int id, settings::dns_v2 settings,
+               std::map<int, std::string> channels, std::map<std::string, std::string> persistent_data);
     ~dns_sensor() override;
 
     // The channel's name ("records_resolved" ...), "" for an unknown id.
