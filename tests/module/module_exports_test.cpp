@@ -146,6 +146,57 @@ TEST_F(ModuleExports, RefusalsHaveTheirOwnCodeAndAReasonInTheRuntimeLog) {
     EXPECT_EQ(module.execute_meta_scan(77, 1, bytes_of(unknown), size_of(unknown)), 6);
 }
 
+std::string dns_v2_settings(const std::string& ipversion = "IPv4") {
+    return settings_bytes("dns_v2", {{"host", "127.0.0.1"},
+                                     {"logging", "disabled"},
+                                     {"timeout", "5"},
+                                     {"vantrelcloudapikey", "never-logged"},
+                                     {"ipversion", ipversion},
+                                     {"interval", "60"},
+                                     {"dns_sensor_section.dns_sensor_group.domain", "example.test"},
+                                     {"dns_sensor_section.dns_sensor_group.record_type", "A"},
+                                     {"dns_sensor_section.dns_sensor_group.query_timeout", "5"},
+                                     {"dns_sensor_section.dns_sensor_group.apply_filter", "disabled"},
+                                     {"dns_sensor_section.dns_sensor_group.filter", ""},
+                                     {"dns_sensor_section.dns_sensor_group.port", "53"}});
+}
+
+TEST_F(ModuleExports, DuplicateIdIsRefusedAndASecondInitialisationKeepsTheSensors) {
+    ASSERT_EQ(initialise(), 0);
+    const auto settings = dns_v2_settings();
+    ASSERT_EQ(module.create_sensor_instance(1, bytes_of(settings), size_of(settings)), 0);
+    message_log::instance().take();
+    EXPECT_EQ(module.create_sensor_instance(1, bytes_of(settings), size_of(settings)), 5);
+    const auto lines = message_log::instance().take_runtime_lines();
+    EXPECT_TRUE(any_line_contains(lines, "Sensor with ID 1 is already registered."));
+    EXPECT_FALSE(any_line_contains(lines, "never-logged")) << "the API key never reaches a log";
+
+    EXPECT_EQ(initialise(second_context), 1);
+    EXPECT_EQ(module.destroy_sensor_instance(1), 0) << "the first module's sensor is still there";
+    EXPECT_EQ(module.destroy_sensor_instance(1), 6);
+}
+
+TEST_F(ModuleExports, BadSettingValuesFailCreationWithTheReasonInTheRuntimeLog) {
+    ASSERT_EQ(initialise(), 0);
+    message_log::instance().take();
+    const auto settings = dns_v2_settings("ipv6");
+    EXPECT_EQ(module.create_sensor_instance(2, bytes_of(settings), size_of(settings)), 2);
+    EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(),
+                                  "Value \"ipv6\" could not be parsed into selection type \"ipversion\"."));
+    EXPECT_EQ(module.destroy_sensor_instance(2), 6) << "no sensor was made";
+}
+
+TEST(ModuleReload, UnloadingAndLoadingAgainInOneProcessWorks) {
+    for (int round = 0; round < 3; ++round) {
+        loaded_module again;
+        ASSERT_EQ(again.initialize(first_context, &message_log::callback), 0) << "round " << round;
+        uint32_t size = 0;
+        EXPECT_EQ(again.get_module_information_sync(nullptr, &size, false), 0);
+        EXPECT_EQ(again.cleanup(), 0);
+    }
+    message_log::instance().take();
+}
+
 TEST_F(ModuleExports, EveryOperationIsTracedWithBeginAndEnd) {
     ASSERT_EQ(initialise(), 0);
     message_log::instance().take();
