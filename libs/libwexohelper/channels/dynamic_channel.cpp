@@ -18,8 +18,8 @@ void dynamic_channel::fill(wire::Envelope& envelope) const {
     o->set_value_mode(static_cast<std::int32_t>(options_.mode));
     o->set_unit(static_cast<std::int32_t>(options_.unit));
     o->set_decimal_places(options_.decimal_places);
-    o->set_show_chart(options_.show_chart ? 1 : 0);
-    o->set_show_table(options_.show_table ? 1 : 0);
+    o->set_chart_minimum(options_.chart_minimum);
+    o->set_chart_maximum(options_.chart_maximum);
     o->set_lookup_name(options_.lookup_name);
     o->set_limit_mode(static_cast<std::int32_t>(options_.limits));
     if (options_.upper_error_limit) {

@@ -60,8 +60,8 @@ dns_sensor::dns_sensor(std::shared_ptr<libwexohelper::utils::service_container> 
 
     auto response_time = channel_options(response_time_channel, unit_code::response_time_ms);
     response_time.decimal_places = 0;
-    response_time.show_chart = false;
-    response_time.show_table = false;
+    response_time.chart_minimum = 0;
+    response_time.chart_maximum = 0;
     add_channel(response_time);
 
     add_channel(count_channel(record_count_channel, "No records of the requested type found."));

@@ -19,9 +19,10 @@ struct dynamic_channel_options {
     std::string name_key; // catalogue key, e.g. "channel.response_time"
     value_mode mode = value_mode::integer;
     unit_code unit = unit_code::custom;
+    // The three numeric display fields; 0 means the host's own choice.
     std::int32_t decimal_places = 0;
-    bool show_chart = true;
-    bool show_table = true;
+    std::int32_t chart_minimum = 0; // with chart_maximum a fixed chart range; 0 and 0 scale automatically
+    std::int32_t chart_maximum = 0;
     std::string lookup_name; // empty: the value is shown as a number
     limit_mode limits = limit_mode::off;
     std::optional<double> upper_error_limit;
