@@ -15,10 +15,24 @@ std::string read_text(const sensor_data_wrapper& settings, const std::string& ke
     return libwexohelper::settings::kind_string::parse_and_validate(settings.get_value(key), rules, key);
 }
 
+namespace {
+
+// The standard error for reading an empty optional, with the same text on
+// every standard library, since hosts show it to users.
+class bad_optional_access : public std::bad_optional_access {
+public:
+    const char* what() const noexcept override { return "Bad optional access"; }
+};
+
+} // namespace
+
 std::int64_t read_integer(const sensor_data_wrapper& settings, const std::string& key, validation_rules rules) {
     const std::optional<std::int64_t> value =
         libwexohelper::settings::kind_integer::parse_and_validate(settings.get_value(key), rules);
-    return value.value();
+    if (!value) {
+        throw bad_optional_access();
+    }
+    return *value;
 }
 
 } // namespace vantrel::kelvane::dns::settings
