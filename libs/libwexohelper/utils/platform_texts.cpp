@@ -54,6 +54,8 @@ std::string registered(std::string key) {
 
 } // namespace
 
+std::span<const libi18n::text_entry> platform_english_texts() { return texts; }
+
 void register_platform_texts() {
     static const bool once = (libi18n::add_english_texts(texts), true);
     (void)once;

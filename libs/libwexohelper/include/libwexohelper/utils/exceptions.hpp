@@ -3,6 +3,7 @@
 // The platform's errors. Every one is an i18n exception whose key begins with
 // "libwexohelper.error."; the English texts live in platform_texts.cpp.
 
+#include <libi18n/english_texts.hpp>
 #include <libi18n/i18n_exception.hpp>
 
 #include <string>
@@ -14,6 +15,9 @@ namespace vantrel::kelvane::libwexohelper::utils::exceptions {
 // Adds the English texts of the platform's keys to the process-wide table.
 // Thread-safe and cheap after the first call; the module calls it at start.
 void register_platform_texts();
+
+// The platform's key-to-English pairs (constant data).
+std::span<const libi18n::text_entry> platform_english_texts();
 
 // Root of the platform's errors; makes sure the platform's English texts are known.
 class exception : public libi18n::_i18n_exception<libi18n::i18n_exception> {
