@@ -40,6 +40,20 @@ void judge(channel_row& row, const host_wire::ChannelOptions& o, const manifest_
     }
 }
 
+// Characters a terminal shows for UTF-8 text: every byte but continuation bytes.
+std::size_t display_width(const std::string& text) {
+    std::size_t width = 0;
+    for (const unsigned char c : text) {
+        width += (c & 0xC0) != 0x80 ? 1 : 0;
+    }
+    return width;
+}
+
+std::string padded(const std::string& text, std::size_t width) {
+    const std::size_t shown = display_width(text);
+    return shown >= width ? text + ' ' : text + std::string(width - shown, ' ');
+}
+
 } // namespace
 
 const char* state_name(channel_state state) {
@@ -114,11 +128,10 @@ std::string render_text(const scan_view& view) {
     }
     std::size_t width = 0;
     for (const auto& c : view.channels) {
-        width = std::max(width, c.name.size());
+        width = std::max(width, display_width(c.name));
     }
     for (const auto& c : view.channels) {
-        out << "  " << std::left << std::setw(static_cast<int>(width) + 2) << c.name << std::setw(12) << c.display
-            << state_name(c.state);
+        out << "  " << padded(c.name, width + 2) << padded(c.display, 12) << state_name(c.state);
         if (!c.limit_message.empty()) {
             out << "  " << c.limit_message;
         }
