@@ -5,54 +5,24 @@
 #include <dns/exceptions.hpp>
 #include <dns/render_response.hpp>
 
+#include <test_support/server_process.hpp>
+
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <fstream>
-#include <sstream>
-#include <thread>
-
-extern char** environ;
+#include <memory>
 
 namespace vantrel::kelvane::cares {
 namespace {
 
-namespace fs = std::filesystem;
 namespace errors = dns::exceptions;
 using namespace std::chrono_literals;
 
 constexpr const char* named_path = "/usr/sbin/named";
-
-// A port that is free for UDP and TCP on 127.0.0.1 at the time of asking.
-std::uint16_t free_port() {
-    for (int attempt = 0; attempt < 50; ++attempt) {
-        const int udp = ::socket(AF_INET, SOCK_DGRAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        ::bind(udp, reinterpret_cast<sockaddr*>(&address), length);
-        ::getsockname(udp, reinterpret_cast<sockaddr*>(&address), &length);
-        const int tcp = ::socket(AF_INET, SOCK_STREAM, 0);
-        const bool tcp_free = ::bind(tcp, reinterpret_cast<sockaddr*>(&address), length) == 0;
-        ::close(tcp);
-        ::close(udp);
-        if (tcp_free) {
-            return ntohs(address.sin_port);
-        }
-    }
-    return 0;
-}
 
 std::string zone_text() {
     std::string big_txt;
@@ -85,15 +55,15 @@ protected:
         if (::access(named_path, X_OK) != 0) {
             return;
         }
-        directory_ = fs::temp_directory_path() / ("wexo-named-" + std::to_string(::getpid()));
-        fs::create_directories(directory_);
-        port_ = free_port();
-        const std::string dir = directory_.string();
-        std::ofstream(directory_ / "wexo.test.zone") << zone_text();
-        std::ofstream(directory_ / "reverse.zone")
+        server_ = std::make_unique<test_support::server_process>("named");
+        port_ = test_support::free_loopback_port();
+        const auto& directory = server_->directory();
+        const std::string dir = directory.string();
+        std::ofstream(directory / "wexo.test.zone") << zone_text();
+        std::ofstream(directory / "reverse.zone")
             << "$TTL 300\n@ IN SOA ns1.wexo.test. hostmaster.wexo.test. 1 7200 900 1209600 60\n"
                "  IN NS ns1.wexo.test.\n10 IN PTR www.wexo.test.\n";
-        std::ofstream(directory_ / "named.conf")
+        std::ofstream(directory / "named.conf")
             << "options {\n  directory \"" << dir << "\";\n  listen-on port " << port_
             << " { 127.0.0.1; };\n  listen-on-v6 { none; };\n  pid-file none;\n  session-keyfile \"" << dir
             << "/session.key\";\n  managed-keys-directory \"" << dir
@@ -102,77 +72,29 @@ protected:
             << dir << "/wexo.test.zone\"; };\nzone \"2.0.192.in-addr.arpa\" { type primary; file \"" << dir
             << "/reverse.zone\"; };\n";
 
-        // Foreground, log to stderr (kept in a file for a failing start), one
-        // worker thread, IPv4 only. Running as root is fine for named in the
-        // foreground; it only needs -u to drop privileges, which we do not ask for.
-        const std::string config = (directory_ / "named.conf").string();
-        const std::string log = (directory_ / "named.log").string();
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
-        const char* argv[] = {named_path, "-g", "-4", "-n", "1", "-c", config.c_str(), nullptr};
-        const int spawned = posix_spawn(&pid_, named_path, &files, nullptr, const_cast<char* const*>(argv), environ);
-        posix_spawn_file_actions_destroy(&files);
-        if (spawned != 0) {
-            pid_ = 0;
-            start_error_ = "posix_spawn failed: " + std::to_string(spawned);
-            return;
-        }
-
-        // Ready once it answers the zone's SOA.
-        liblog::null_logger quiet;
-        const auto deadline = std::chrono::steady_clock::now() + 20s;
-        while (std::chrono::steady_clock::now() < deadline) {
-            int status = 0;
-            if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-                pid_ = 0;
-                start_error_ = "named exited during start-up:\n" + read_log();
-                return;
-            }
-            try {
-                dns_client probe("127.0.0.1", 4, port_, 200);
-                if (!probe.query("wexo.test", "SOA", quiet).answers.empty()) {
-                    return;
+        // Foreground, logging to stderr, one worker thread, IPv4 only. Ready
+        // once it answers the zone's SOA.
+        start_error_ = server_->start(
+            named_path, {"-g", "-4", "-n", "1", "-c", dir + "/named.conf"},
+            [] {
+                liblog::null_logger quiet;
+                try {
+                    dns_client probe("127.0.0.1", 4, port_, 200);
+                    return !probe.query("wexo.test", "SOA", quiet).answers.empty();
+                } catch (const std::exception&) {
+                    return false;
                 }
-            } catch (const std::exception&) {
-            }
-            std::this_thread::sleep_for(50ms);
-        }
-        start_error_ = "named did not answer within 20 s:\n" + read_log();
+            },
+            20s);
     }
 
-    static void TearDownTestSuite() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGTERM);
-            int status = 0;
-            for (int wait = 0; wait < 100 && ::waitpid(pid_, &status, WNOHANG) == 0; ++wait) {
-                std::this_thread::sleep_for(50ms);
-            }
-            if (::waitpid(pid_, &status, WNOHANG) == 0) {
-                ::kill(pid_, SIGKILL);
-                ::waitpid(pid_, &status, 0);
-            }
-            pid_ = 0;
-        }
-        if (!directory_.empty()) {
-            std::error_code ignored;
-            fs::remove_all(directory_, ignored);
-        }
-    }
+    static void TearDownTestSuite() { server_.reset(); }
 
     void SetUp() override {
         if (::access(named_path, X_OK) != 0) {
             GTEST_SKIP() << "BIND 9 named is not installed at " << named_path;
         }
         ASSERT_TRUE(start_error_.empty()) << start_error_;
-    }
-
-    static std::string read_log() {
-        std::ifstream in(directory_ / "named.log");
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
     }
 
     dns::dns_query_result query(const std::string& name, const std::string& type) {
@@ -189,9 +111,8 @@ protected:
         return texts;
     }
 
-    static inline fs::path directory_;
+    static inline std::unique_ptr<test_support::server_process> server_;
     static inline std::uint16_t port_ = 0;
-    static inline pid_t pid_ = 0;
     static inline std::string start_error_;
     liblog::null_logger log_;
 };

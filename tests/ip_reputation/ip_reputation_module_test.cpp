@@ -4,13 +4,11 @@
 #include "host_fixture.hpp"
 
 #include <test_support/fake_dns_server.hpp>
+#include <test_support/server_process.hpp>
 
 #include <gmock/gmock.h>
 
-#include <fcntl.h>
 #include <netinet/in.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -25,8 +23,6 @@
 #include <ostream>
 #include <sstream>
 #include <thread>
-
-extern char** environ;
 
 namespace vantrel::kelvane::tests {
 namespace {
@@ -285,95 +281,28 @@ class Rbldnsd : public ::testing::TestWithParam<outcome_case> {
 protected:
     static constexpr const char* path = "/usr/sbin/rbldnsd";
 
-    static std::uint16_t free_udp_port() {
-        const int s = ::socket(AF_INET, SOCK_DGRAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        ::bind(s, reinterpret_cast<sockaddr*>(&address), length);
-        ::getsockname(s, reinterpret_cast<sockaddr*>(&address), &length);
-        ::close(s);
-        return ntohs(address.sin_port);
-    }
-    static std::string log_text() {
-        std::ifstream in(directory_ / "rbldnsd.log");
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    }
-
     static void SetUpTestSuite() {
         if (::access(path, X_OK) != 0) {
             return;
         }
-        directory_ = fs::temp_directory_path() / ("wexo-rbldnsd-" + std::to_string(::getpid()));
-        fs::create_directories(directory_);
+        server_ = std::make_unique<test_support::server_process>("rbldnsd");
+        const auto& directory = server_->directory();
         // The test entry is listed in every zone; the device in "bl" twice
         // (two datasets of one zone), in "six" by its IPv6 address.
-        std::ofstream(directory_ / "test-entry") << ":127.0.0.2:Test entry\n127.0.0.2\n";
-        std::ofstream(directory_ / "listed") << ":127.0.0.2:Listed\n192.0.2.10\n";
-        std::ofstream(directory_ / "listed-too") << ":127.0.0.4:Listed again\n192.0.2.10\n";
-        std::ofstream(directory_ / "six") << v6_device << " :127.0.0.3:Listed by IPv6\n";
-        port_ = free_udp_port();
-        const std::string bind = "127.0.0.1/" + std::to_string(port_);
-        const std::string log = (directory_ / "rbldnsd.log").string();
-        const std::string root = directory_.string();
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
-        const char* argv[] = {path,
-                              "-n",
-                              "-b",
-                              bind.c_str(),
-                              "-w",
-                              root.c_str(),
-                              "bl.test:ip4set:test-entry,listed",
-                              "bl.test:ip4set:listed-too",
-                              "nx.test:ip4set:test-entry",
-                              "six.test:ip4set:test-entry",
-                              "six.test:ip6trie:six",
-                              nullptr};
-        const int spawned = posix_spawn(&pid_, path, &files, nullptr, const_cast<char* const*>(argv), environ);
-        posix_spawn_file_actions_destroy(&files);
-        if (spawned != 0) {
-            pid_ = 0;
-            start_error_ = "posix_spawn failed: " + std::to_string(spawned);
-            return;
-        }
-        const auto deadline = std::chrono::steady_clock::now() + 10s;
-        while (std::chrono::steady_clock::now() < deadline) {
-            int status = 0;
-            if (::waitpid(pid_, &status, WNOHANG) == pid_) {
-                pid_ = 0;
-                start_error_ = "rbldnsd exited during start-up:\n" + log_text();
-                return;
-            }
-            if (log_text().find(" started") != std::string::npos) {
-                return;
-            }
-            std::this_thread::sleep_for(20ms);
-        }
-        start_error_ = "rbldnsd did not start within 10 s:\n" + log_text();
+        std::ofstream(directory / "test-entry") << ":127.0.0.2:Test entry\n127.0.0.2\n";
+        std::ofstream(directory / "listed") << ":127.0.0.2:Listed\n192.0.2.10\n";
+        std::ofstream(directory / "listed-too") << ":127.0.0.4:Listed again\n192.0.2.10\n";
+        std::ofstream(directory / "six") << v6_device << " :127.0.0.3:Listed by IPv6\n";
+        port_ = test_support::free_loopback_port();
+        start_error_ = server_->start(path,
+                                      {"-n", "-b", "127.0.0.1/" + std::to_string(port_), "-w", directory.string(),
+                                       "bl.test:ip4set:test-entry,listed", "bl.test:ip4set:listed-too",
+                                       "nx.test:ip4set:test-entry", "six.test:ip4set:test-entry",
+                                       "six.test:ip6trie:six"},
+                                      [] { return server_->log_text().find(" started") != std::string::npos; }, 10s);
     }
 
-    static void TearDownTestSuite() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGTERM);
-            int status = 0;
-            for (int wait = 0; wait < 100 && ::waitpid(pid_, &status, WNOHANG) == 0; ++wait) {
-                std::this_thread::sleep_for(20ms);
-            }
-            if (::waitpid(pid_, &status, WNOHANG) == 0) {
-                ::kill(pid_, SIGKILL);
-                ::waitpid(pid_, &status, 0);
-            }
-            pid_ = 0;
-        }
-        if (!directory_.empty()) {
-            std::error_code ignored;
-            fs::remove_all(directory_, ignored);
-        }
-    }
+    static void TearDownTestSuite() { server_.reset(); }
 
     void SetUp() override {
         if (::access(path, X_OK) != 0) {
@@ -382,8 +311,7 @@ protected:
         ASSERT_TRUE(start_error_.empty()) << start_error_;
     }
 
-    static inline fs::path directory_;
-    static inline pid_t pid_ = 0;
+    static inline std::unique_ptr<test_support::server_process> server_;
     static inline std::uint16_t port_ = 0;
     static inline std::string start_error_;
 };
