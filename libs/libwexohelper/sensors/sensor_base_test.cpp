@@ -1,7 +1,7 @@
 #include <libwexohelper/module/sensor_dispatcher.hpp>
 #include <libwexohelper/sensors/sensor_base.hpp>
 
-#include "../testing/recording_host.hpp"
+#include <testing/recording_host.hpp>
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,8 @@
 #include <dns/dns_helper_factory.hpp>
 #include <dns/exceptions.hpp>
 
-#include <recording_host.hpp>
+#include <testing/fake_dns_client.hpp>
+#include <testing/recording_host.hpp>
 
 #include <gtest/gtest.h>
 
@@ -14,35 +15,12 @@ namespace {
 
 namespace wire = vantrel::kelvane::wire;
 
-struct fake_dns {
-    std::vector<dns_helper_settings> made;
-    std::vector<std::pair<std::string, std::string>> queries;
-    std::exception_ptr error;
-};
-
-class fake_client final : public dns_client_interface {
-public:
-    fake_client(const dns_helper_settings& s, std::shared_ptr<fake_dns> dns)
-        : dns_client_interface(s.server, s.ip_version, s.port, s.timeout_ms), dns_(std::move(dns)) {}
-    dns_query_result query(const std::string& name, const std::string& type, liblog::log_interface&) override {
-        dns_->queries.emplace_back(name, type);
-        if (dns_->error) {
-            std::rethrow_exception(dns_->error);
-        }
-        return {};
-    }
-
-private:
-    std::shared_ptr<fake_dns> dns_;
-};
+using testing::fake_dns;
 
 class DnsCheck : public ::testing::Test {
 protected:
     void register_fake() {
-        host.container->add_factory<dns_helper_factory>([dns = dns](dns_helper_settings s) {
-            dns->made.push_back(s);
-            return std::unique_ptr<dns_client_interface>(std::make_unique<fake_client>(s, dns));
-        });
+        host.container->add_factory<dns_helper_factory>(testing::fake_dns_factory(dns));
     }
 
     // The success flag of the one check result sent.
@@ -80,8 +58,7 @@ TEST_F(DnsCheck, AsksTheDeviceForTheRootNameServersOnPort53) {
     EXPECT_EQ(dns->made[0].ip_version, 6u);
     EXPECT_EQ(dns->made[0].port, 53);
     EXPECT_EQ(dns->made[0].timeout_ms, 10000);
-    ASSERT_EQ(dns->queries.size(), 1u);
-    EXPECT_EQ(dns->queries[0], (std::pair<std::string, std::string>{".", "NS"}));
+    EXPECT_EQ(dns->asked, std::vector<std::string>{"NS ."});
 }
 
 TEST_F(DnsCheck, EveryFailureIsAFailedCheck) {

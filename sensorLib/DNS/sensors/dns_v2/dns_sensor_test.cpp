@@ -2,7 +2,8 @@
 #include <dns/dns_sensor.hpp>
 #include <dns/english_texts.hpp>
 
-#include <recording_host.hpp>
+#include <testing/fake_dns_client.hpp>
+#include <testing/recording_host.hpp>
 
 #include <gtest/gtest.h>
 
@@ -17,30 +18,7 @@ namespace {
 namespace wire = vantrel::kelvane::wire;
 using libwexohelper::testing::recording_host;
 
-// What the fake clients were made with and asked, and what they answer.
-struct fake_dns {
-    std::vector<dns_helper_settings> made;
-    std::vector<std::pair<std::string, std::string>> queries;
-    dns_query_result response;
-    std::exception_ptr error;
-    int factory_failures = 0;
-};
-
-class fake_client final : public dns_client_interface {
-public:
-    fake_client(const dns_helper_settings& s, std::shared_ptr<fake_dns> dns)
-        : dns_client_interface(s.server, s.ip_version, s.port, s.timeout_ms), dns_(std::move(dns)) {}
-    dns_query_result query(const std::string& name, const std::string& type, liblog::log_interface&) override {
-        dns_->queries.emplace_back(name, type);
-        if (dns_->error) {
-            std::rethrow_exception(dns_->error);
-        }
-        return dns_->response;
-    }
-
-private:
-    std::shared_ptr<fake_dns> dns_;
-};
+using testing::fake_dns;
 
 std::shared_ptr<dns_result_record> a(const std::string& address) {
     return std::make_shared<dns_a_record>("host.test", 1, 1, 300, address);
@@ -64,14 +42,7 @@ class DnsSensor : public ::testing::Test {
 protected:
     DnsSensor() {
         register_english_texts();
-        host.container->add_factory<dns_helper_factory>([dns = dns](dns_helper_settings s) {
-            if (dns->factory_failures > 0) {
-                --dns->factory_failures;
-                throw std::runtime_error("no client today");
-            }
-            dns->made.push_back(s);
-            return std::unique_ptr<dns_client_interface>(std::make_unique<fake_client>(s, dns));
-        });
+        host.container->add_factory<dns_helper_factory>(testing::fake_dns_factory(dns));
         dns->response.response_time_ms = 12;
     }
 
@@ -147,7 +118,7 @@ TEST_F(DnsSensor, BuildsTheClientOnceFromHostIpVersionPortAndTimeout) {
     EXPECT_EQ(dns->made[0].ip_version, 6u);
     EXPECT_EQ(dns->made[0].port, 5353);
     EXPECT_EQ(dns->made[0].timeout_ms, 45000);
-    EXPECT_EQ(dns->queries.size(), 2u);
+    EXPECT_EQ(dns->asked.size(), 2u);
 
     s.ipversion = settings::ipversion::ipv4;
     s.query_timeout = 0;
@@ -195,7 +166,7 @@ TEST_P(DnsSensorScan, MessageAndChannelValues) {
         EXPECT_EQ(result.message().english(), GetParam().message);
         EXPECT_EQ(values_of(result), GetParam().values) << "scan " << round;
     }
-    EXPECT_EQ(dns->queries, (std::vector<std::pair<std::string, std::string>>(2, {"host.test", "A"})));
+    EXPECT_EQ(dns->asked, std::vector<std::string>(2, "A host.test"));
 }
 
 using settings::apply_filter;

@@ -5,6 +5,7 @@
 #include <dns/manifest_settings.hpp>
 
 #include <testing/recording_host.hpp>
+#include <testing/fake_dns_client.hpp>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -40,29 +41,7 @@ template <class E> reply fails(int status, const char* text) {
 const reply nxdomain = fails<exceptions::dns_notfound>(4, "Domain name not found");
 const reply timeout = fails<exceptions::dns_timeout>(12, "Timeout while contacting DNS servers");
 
-// What the fake client answers, shared with the test after the sensor owns the client.
-struct script {
-    std::map<std::string, reply> replies;
-    std::vector<std::string> asked;
-    std::vector<dns_helper_settings> clients_made;
-};
-
-// A name nobody scripted answers like a zone that lists nothing; a test entry
-// answers as a working blacklist does unless scripted otherwise.
-class fake_client final : public dns_client_interface {
-public:
-    explicit fake_client(std::shared_ptr<script> s) : dns_client_interface("", 0, 0, 0), script_(std::move(s)) {}
-    dns_query_result query(const std::string& name, const std::string& type, liblog::log_interface&) override {
-        script_->asked.push_back(type + " " + name);
-        if (const auto it = script_->replies.find(name); it != script_->replies.end()) {
-            return it->second();
-        }
-        return name.starts_with("2.0.0.127.") ? answers({"127.0.0.2"})() : nxdomain();
-    }
-
-private:
-    std::shared_ptr<script> script_;
-};
+using testing::fake_dns;
 
 struct scan_outcome {
     std::vector<std::string> lines;
@@ -72,10 +51,12 @@ struct scan_outcome {
 class IpReputationSensor : public ::testing::Test {
 protected:
     IpReputationSensor() {
-        host.container->add_factory<dns_helper_factory>([s = fake](dns_helper_settings settings) {
-            s->clients_made.push_back(settings);
-            return std::make_unique<fake_client>(s);
-        });
+        // A name nobody scripted answers like a zone that lists nothing; a
+        // test entry answers as a working blacklist does unless scripted otherwise.
+        fake->otherwise = [](const std::string& name) {
+            return name.starts_with("2.0.0.127.") ? answers({"127.0.0.2"})() : nxdomain();
+        };
+        host.container->add_factory<dns_helper_factory>(testing::fake_dns_factory(fake));
         settings.host = "192.0.2.10";
         settings.logging = settings::logging::enabled;
         settings.timeout = 5;
@@ -111,7 +92,7 @@ protected:
     }
 
     recording_host host;
-    std::shared_ptr<script> fake = std::make_shared<script>();
+    std::shared_ptr<fake_dns> fake = std::make_shared<fake_dns>();
     settings::ip_reputation_score_sensor settings;
 };
 
@@ -243,13 +224,13 @@ TEST_F(IpReputationSensor, ClientIsMadeOnceFromTheResolverSettings) {
     auto custom = make("z");
     scan(*custom);
 
-    ASSERT_EQ(fake->clients_made.size(), 2u);
-    EXPECT_EQ(fake->clients_made[0].server, "");
-    EXPECT_EQ(fake->clients_made[0].port, 0);
-    EXPECT_EQ(fake->clients_made[0].timeout_ms, 5000);
-    EXPECT_EQ(fake->clients_made[1].server, "127.0.0.53");
-    EXPECT_EQ(fake->clients_made[1].port, 5353);
-    EXPECT_EQ(fake->clients_made[1].timeout_ms, 2000);
+    ASSERT_EQ(fake->made.size(), 2u);
+    EXPECT_EQ(fake->made[0].server, "");
+    EXPECT_EQ(fake->made[0].port, 0);
+    EXPECT_EQ(fake->made[0].timeout_ms, 5000);
+    EXPECT_EQ(fake->made[1].server, "127.0.0.53");
+    EXPECT_EQ(fake->made[1].port, 5353);
+    EXPECT_EQ(fake->made[1].timeout_ms, 2000);
 }
 
 TEST_F(IpReputationSensor, LifecycleLinesAndChannels) {
@@ -271,7 +252,7 @@ TEST_F(IpReputationSensor, LifecycleLinesAndChannels) {
                                    "#################### Cleaning Up  ####################"));
     EXPECT_THAT(channels, ElementsAre(std::pair{0, std::string("channel.score")},
                                       std::pair{1, std::string("channel.servers_reached")}));
-    EXPECT_TRUE(fake->clients_made.empty()) << "no DNS work before the first scan";
+    EXPECT_TRUE(fake->made.empty()) << "no DNS work before the first scan";
 
     recording_host bare;
     EXPECT_THROW(ip_reputation_score_sensor(bare.container, 1, settings, {}, {}),
