@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <unistd.h>
 #include <fstream>
 
 namespace vantrel::kelvane::probe {
@@ -28,7 +29,10 @@ std::string error_of(const kind_description& kind, const settings_request& reque
 }
 
 std::string temp_file(const std::string& content) {
-    const std::string path = ::testing::TempDir() + "probe_settings_" + std::to_string(std::rand());
+    // Unique per process and call: ctest runs these tests in parallel processes.
+    static int count = 0;
+    const std::string path =
+        ::testing::TempDir() + "probe_settings_" + std::to_string(::getpid()) + "_" + std::to_string(++count);
     std::ofstream(path, std::ios::binary) << content;
     return path;
 }
