@@ -24,6 +24,9 @@ struct check_case {
     std::function<dns_action(const dns_request&)> answer;
     bool success;
 };
+// Cases print as their name in test output.
+void PrintTo(const check_case& c, std::ostream* out) { *out << c.name; }
+
 
 class DnsCheckModule : public module_session, public ::testing::WithParamInterface<check_case> {
 protected:

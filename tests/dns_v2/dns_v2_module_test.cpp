@@ -59,6 +59,9 @@ struct message_case {
     std::function<dns_action(const dns_request&)> answer;
     std::string message;
 };
+// Cases print as their name in test output.
+void PrintTo(const message_case& c, std::ostream* out) { *out << c.name; }
+
 
 class DnsV2Message : public DnsV2Module, public ::testing::WithParamInterface<message_case> {};
 
@@ -118,6 +121,9 @@ struct ptr_case {
     std::string domain;
     std::string sent; // empty: the scan fails with the IP-parse error and nothing is sent
 };
+// Cases print as their name in test output.
+void PrintTo(const ptr_case& c, std::ostream* out) { *out << c.name; }
+
 
 class DnsV2Ptr : public DnsV2Module, public ::testing::WithParamInterface<ptr_case> {};
 
@@ -157,6 +163,9 @@ struct filter_case {
     std::vector<std::string> txt_values;
     int64_t matched;
 };
+// Cases print as their name in test output.
+void PrintTo(const filter_case& c, std::ostream* out) { *out << c.name; }
+
 
 class DnsV2Filter : public DnsV2Module, public ::testing::WithParamInterface<filter_case> {};
 
@@ -236,6 +245,9 @@ struct channel_case {
     std::size_t announced;
     bool matched_value;
 };
+// Cases print as their name in test output.
+void PrintTo(const channel_case& c, std::ostream* out) { *out << c.name; }
+
 
 class DnsV2Channels : public DnsV2Module, public ::testing::WithParamInterface<channel_case> {};
 
@@ -265,6 +277,9 @@ struct creation_case {
     std::string value;
     std::string refusal; // empty: created
 };
+// Cases print as their name in test output.
+void PrintTo(const creation_case& c, std::ostream* out) { *out << c.name; }
+
 
 class DnsV2Creation : public DnsV2Module, public ::testing::WithParamInterface<creation_case> {};
 

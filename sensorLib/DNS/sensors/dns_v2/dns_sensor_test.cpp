@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <algorithm>
 #include <map>
 #include <memory>
@@ -150,6 +152,9 @@ struct scan_case {
     std::string message;
     std::map<int, std::int64_t> values;
 };
+// Cases print as their name in test output.
+void PrintTo(const scan_case& c, std::ostream* out) { *out << c.name; }
+
 
 class DnsSensorScan : public DnsSensor, public ::testing::WithParamInterface<scan_case> {};
 

@@ -4,6 +4,8 @@
 #include <libwexohelper/utils/exceptions.hpp>
 
 #include <gtest/gtest.h>
+
+#include <ostream>
 #include <wexo.pb.h>
 
 #include <algorithm>
@@ -77,6 +79,9 @@ struct settings_case {
     settings_map changes; // a value "<absent>" removes the key
     std::string outcome;
 };
+// Cases print as their name in test output.
+void PrintTo(const settings_case& c, std::ostream* out) { *out << c.name; }
+
 
 class DnsV2SettingsCase : public ::testing::TestWithParam<settings_case> {};
 

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <memory>
 #include <regex>
 #include <string>
@@ -17,6 +19,9 @@ struct wildcard_case {
     std::string star_only;
     std::string with_question_mark;
 };
+// Cases print as their name in test output.
+void PrintTo(const wildcard_case& c, std::ostream* out) { *out << c.name; }
+
 
 class WildcardToRegex : public ::testing::TestWithParam<wildcard_case> {};
 
@@ -98,6 +103,9 @@ struct filter_case {
     std::vector<std::string> values;
     std::int64_t matched;
 };
+// Cases print as their name in test output.
+void PrintTo(const filter_case& c, std::ostream* out) { *out << c.name; }
+
 
 class RecordFilter : public ::testing::TestWithParam<filter_case> {};
 
