@@ -1,12 +1,12 @@
 #pragma once
 
-// Loads the built module with dlopen, exactly as a host does, and records
+// Loads the built module exactly as a host does, and records
 // every message its callback delivers.
 
+#include <module_loader.hpp>
 #include <wexo_host.pb.h>
 #include <wexo_module.h>
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <mutex>
@@ -22,54 +22,20 @@ struct delivered {
     wire::Envelope envelope;
 };
 
-class loaded_module {
+// The module loaded through the probe's own loader, which also checks every
+// entry point and the API level. `initialize` and `cleanup` are shorthands.
+class loaded_module : public probe::module_loader::entry_points {
 public:
-    loaded_module() {
-        handle_ = dlopen(WEXO_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-        if (handle_ == nullptr) {
-            ADD_FAILURE() << "cannot load " << WEXO_MODULE_PATH << ": " << dlerror();
-            return;
-        }
-        bind(initialize, "InitializeModule");
-        bind(get_api_level, "GetApiLevel");
-        bind(get_module_information, "GetModuleInformation");
-        bind(get_module_information_sync, "GetModuleInformationSync");
-        bind(create_sensor_instance, "CreateSensorInstance");
-        bind(execute_sensor_scan, "ExecuteSensorScan");
-        bind(execute_check, "ExecuteCheck");
-        bind(execute_meta_scan, "ExecuteMetaScan");
-        bind(destroy_sensor_instance, "DestroySensorInstance");
-        bind(cleanup, "CleanupModule");
-    }
-    ~loaded_module() {
-        if (handle_ != nullptr) {
-            cleanup();
-            dlclose(handle_);
-        }
-    }
+    loaded_module() : loader_(WEXO_MODULE_PATH) { static_cast<entry_points&>(*this) = loader_.api(); }
+    ~loaded_module() { cleanup_module(); }
     loaded_module(const loaded_module&) = delete;
     loaded_module& operator=(const loaded_module&) = delete;
 
-    wexo_initialize_module_fn initialize = nullptr;
-    wexo_get_api_level_fn get_api_level = nullptr;
-    wexo_get_module_information_fn get_module_information = nullptr;
-    wexo_get_module_information_sync_fn get_module_information_sync = nullptr;
-    wexo_create_sensor_instance_fn create_sensor_instance = nullptr;
-    wexo_execute_sensor_scan_fn execute_sensor_scan = nullptr;
-    wexo_execute_check_fn execute_check = nullptr;
-    wexo_execute_meta_scan_fn execute_meta_scan = nullptr;
-    wexo_destroy_sensor_instance_fn destroy_sensor_instance = nullptr;
-    wexo_cleanup_module_fn cleanup = nullptr;
+    int32_t initialize(uint64_t context, wexo_host_callback callback) { return initialize_module(context, callback); }
+    int32_t cleanup() { return cleanup_module(); }
 
 private:
-    template <class F>
-    void bind(F& slot, const char* name) {
-        slot = reinterpret_cast<F>(dlsym(handle_, name));
-        if (slot == nullptr) {
-            ADD_FAILURE() << "missing entry point " << name;
-        }
-    }
-    void* handle_ = nullptr;
+    probe::module_loader loader_;
 };
 
 // Everything the callback received, in order. Thread-safe.
