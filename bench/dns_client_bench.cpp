@@ -5,6 +5,7 @@
 // the ratio of the two medians; the target is at most 1.10.
 
 #include "bare_cares_pattern.hpp"
+#include "benchmark_setup.hpp"
 
 #include <dns/cares/dns_client.hpp>
 #include <test_support/fake_dns_server.hpp>
@@ -80,15 +81,9 @@ public:
 } // namespace
 
 int main(int argc, char** argv) {
-    std::vector<char*> arguments(argv, argv + argc);
-    std::string interleave = "--benchmark_enable_random_interleaving=true";
-    arguments.insert(arguments.begin() + 1, interleave.data());
-    int count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
+    if (!vantrel::kelvane::bench::initialize_benchmarks(argc, argv)) {
         return 1;
     }
-    ares_library_init(ARES_LIB_INIT_ALL);
     start_server();
     median_reporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);

@@ -7,6 +7,7 @@
 // at least 90 % of the bare pattern's rate. Prints the figures; asserts nothing.
 
 #include "bare_cares_pattern.hpp"
+#include "benchmark_setup.hpp"
 
 #include <test_support/fake_dns_server.hpp>
 #include <wexo_host.pb.h>
@@ -196,15 +197,9 @@ double percentile(std::vector<double> values, double p) {
 } // namespace
 
 int main(int argc, char** argv) {
-    std::vector<char*> arguments(argv, argv + argc);
-    std::string interleave = "--benchmark_enable_random_interleaving=true";
-    arguments.insert(arguments.begin() + 1, interleave.data());
-    int count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
+    if (!vantrel::kelvane::bench::initialize_benchmarks(argc, argv)) {
         return 1;
     }
-    ares_library_init(ARES_LIB_INIT_ALL);
     server().on_request([](const dns_request& request) {
         return dns_action::answer().a(request.name, "192.0.2.1").a(request.name, "192.0.2.2");
     });

@@ -149,13 +149,28 @@ const probe::kind_description& find_kind(const probe::manifest_model& manifest, 
     return *kind;
 }
 
+// What a scan or a check starts from: the loaded module, its manifest, and
+// settings for the requested kind; the runtime log is emptied, so that a
+// refusal can be explained from the lines that follow.
+struct request {
+    request(const options& o, bool check)
+        : session(o.module_path, verbose_sink(o.settings.verbose)), manifest(session.manifest(true)),
+          language(choose_language(manifest, o.language)),
+          settings(probe::build_settings(find_kind(manifest, o.kind, check), o.settings)) {
+        session.take_runtime_log();
+    }
+    probe::host_session session;
+    const probe::manifest_model manifest;
+    const std::string language;
+    const probe::wire::SensorData settings;
+};
+
 int run_scan(const options& o) {
-    probe::host_session session(o.module_path, verbose_sink(o.settings.verbose));
-    const probe::manifest_model manifest(session.manifest(true));
-    const auto lang = choose_language(manifest, o.language);
-    const auto& kind = find_kind(manifest, o.kind, false);
-    const auto settings = probe::build_settings(kind, o.settings);
-    session.take_runtime_log();
+    request r(o, false);
+    auto& session = r.session;
+    const auto& manifest = r.manifest;
+    const auto& lang = r.language;
+    const auto& settings = r.settings;
 
     if (const int32_t code = session.create_sensor(o.id, settings); code != 0) {
         explain_refusal(session, "creating the " + o.kind + " sensor", code);
@@ -193,11 +208,9 @@ int run_scan(const options& o) {
 }
 
 int run_check(const options& o) {
-    probe::host_session session(o.module_path, verbose_sink(o.settings.verbose));
-    const probe::manifest_model manifest(session.manifest(true));
-    const auto& kind = find_kind(manifest, o.kind, true);
-    const auto settings = probe::build_settings(kind, o.settings);
-    session.take_runtime_log();
+    request r(o, true);
+    auto& session = r.session;
+    const auto& settings = r.settings;
     if (const int32_t code = session.check(o.id, settings); code != 0) {
         explain_refusal(session, "running the " + o.kind + " check", code);
         return exit_unknown;
