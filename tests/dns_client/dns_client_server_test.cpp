@@ -7,6 +7,7 @@
 #include <dns/exceptions.hpp>
 #include <dns/render_response.hpp>
 #include <test_support/fake_dns_server.hpp>
+#include <test_support/private_resolver.hpp>
 
 #include <gtest/gtest.h>
 
@@ -260,6 +261,18 @@ TEST_F(client_configuration, TimeoutReadingAsNegativeWaitsWithoutLimit) {
     EXPECT_EQ(client.query("example", "A", log_).answers.size(), 1u);
 }
 
+// c-ares ends one try after 5 s unless its ceiling is raised too; a
+// configured 7 s must not end at 5 s.
+TEST_F(client_configuration, SilenceLastsTheWholeConfiguredTimeoutAboveFiveSeconds) {
+    server_.on_request([](const dns_request&) { return dns_action::silence(); });
+    dns_client client("127.0.0.1", 0, server_.port(), 7000);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THROW(client.query("example", "A", log_), errors::dns_timeout);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(elapsed, 6300ms);
+    EXPECT_LE(elapsed, 8700ms);
+}
+
 TEST_F(client_configuration, ResponseTimeCoversTheServersDelay) {
     server_.on_request(
         [](const dns_request& request) { return dns_action::answer().delay(120ms).a(request.name, "192.0.2.1"); });
@@ -291,6 +304,30 @@ TEST_F(client_configuration, HostNameServerIsResolvedAndFilteredByIpVersion) {
     EXPECT_THROW(v6.query("example", "A", v6_log), errors::unsupported_address_family);
     EXPECT_EQ(v6_log.lines().back(), std::make_pair(3, std::string("No suitable addresses found.")));
     EXPECT_EQ(server_.request_count(), 1u);
+}
+
+// A server given by name is resolved by the system; a system resolver that
+// never answers (glibc would wait 5 s per try, several tries) must not
+// stretch the query beyond its own timeout.
+TEST(SystemResolver, SilentResolverCannotStretchTheQueryBeyondItsTimeout) {
+    constexpr const char* resolver_address = "127.0.84.53";
+    if (!test_support::enter_private_resolver(resolver_address)) {
+        return;
+    }
+    std::unique_ptr<fake_dns_server> resolver;
+    try {
+        resolver = std::make_unique<fake_dns_server>(fake_dns_server::options{resolver_address, 53});
+    } catch (const std::system_error& e) {
+        GTEST_SKIP() << "port 53 on " << resolver_address << " refused: " << e.what();
+    }
+    resolver->on_request([](const dns_request&) { return dns_action::silence(); });
+    recording_log log;
+    dns_client client("dns-server.unanswered.test", 0, 53, 1000);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THROW(client.query("example", "A", log), errors::resolve_failed);
+    const auto elapsed = std::chrono::steady_clock::now() - start;
+    EXPECT_LE(elapsed, 2100ms) << "timeout plus 10 % plus 1 s";
+    EXPECT_GE(resolver->request_count(), 1u) << "the name went to the private resolver";
 }
 
 TEST_F(client_configuration, ClientStaysUsableAfterAFailure) {

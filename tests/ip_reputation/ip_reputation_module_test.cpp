@@ -4,12 +4,12 @@
 #include "host_fixture.hpp"
 
 #include <test_support/fake_dns_server.hpp>
+#include <test_support/private_resolver.hpp>
 #include <test_support/server_process.hpp>
 
 #include <gmock/gmock.h>
 
 #include <netinet/in.h>
-#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -294,12 +294,12 @@ protected:
         std::ofstream(directory / "listed-too") << ":127.0.0.4:Listed again\n192.0.2.10\n";
         std::ofstream(directory / "six") << v6_device << " :127.0.0.3:Listed by IPv6\n";
         port_ = test_support::free_loopback_port();
-        start_error_ = server_->start(path,
-                                      {"-n", "-b", "127.0.0.1/" + std::to_string(port_), "-w", directory.string(),
-                                       "bl.test:ip4set:test-entry,listed", "bl.test:ip4set:listed-too",
-                                       "nx.test:ip4set:test-entry", "six.test:ip4set:test-entry",
-                                       "six.test:ip6trie:six"},
-                                      [] { return server_->log_text().find(" started") != std::string::npos; }, 10s);
+        start_error_ = server_->start(
+            path,
+            {"-n", "-b", "127.0.0.1/" + std::to_string(port_), "-w", directory.string(),
+             "bl.test:ip4set:test-entry,listed", "bl.test:ip4set:listed-too", "nx.test:ip4set:test-entry",
+             "six.test:ip4set:test-entry", "six.test:ip6trie:six"},
+            [] { return server_->log_text().find(" started") != std::string::npos; }, 10s);
     }
 
     static void TearDownTestSuite() { server_.reset(); }
@@ -363,32 +363,18 @@ TEST_F(Rbldnsd, ZoneTheServerDoesNotServeFailsTheTestEntry) {
               "a DNS blacklist server.");
 }
 
-// The system resolver is only ever exercised inside a private mount namespace
-// whose /etc/resolv.conf names a loopback server: the test runs itself again
-// under `unshare --mount` and the child does the work.
-constexpr const char* namespace_variable = "WEXO_IPREP_NAMESPACE_DIR";
-constexpr const char* resolver_address = "127.0.83.53";
-
-std::string read_file(const fs::path& p) {
-    std::ifstream in(p);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-// Inside the namespace: never ask the system resolver before the bind mount
-// is proven in place.
-void system_resolver_child(const fs::path& dir) {
-    const fs::path conf = dir / "resolv.conf";
-    if (::mount(conf.c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) != 0) {
-        std::ofstream(dir / "skipped") << "bind mount over /etc/resolv.conf refused: " << std::strerror(errno);
+// The system resolver's queries go to the server of resolv.conf (a private
+// one, see private_resolver.hpp).
+TEST(SystemResolver, QueriesGoToTheResolverOfResolvConf) {
+    constexpr const char* resolver_address = "127.0.83.53";
+    if (!test_support::enter_private_resolver(resolver_address)) {
         return;
     }
-    ASSERT_EQ(read_file("/etc/resolv.conf"), read_file(conf)) << "the bind mount did not take effect";
     std::unique_ptr<fake_dns_server> server;
     try {
         server = std::make_unique<fake_dns_server>(fake_dns_server::options{resolver_address, 53});
     } catch (const std::system_error& e) {
-        std::ofstream(dir / "skipped") << "port 53 on " << resolver_address << " refused: " << e.what();
-        return;
+        GTEST_SKIP() << "port 53 on " << resolver_address << " refused: " << e.what();
     }
     serve(*server, {{"10.2.0.192.z", a_records({"127.0.0.2"})}});
     reputation_host host({"z", device, "IPv4", "system", "", 53});
@@ -396,38 +382,6 @@ void system_resolver_child(const fs::path& dir) {
     EXPECT_THAT(report.values(), ElementsAre(1, 100));
     EXPECT_THAT(report.lines, Contains("No DNS server(s) set: Using local resolver instead."));
     EXPECT_THAT(names_asked(*server), ElementsAre("2.0.0.127.z", "10.2.0.192.z"));
-    std::ofstream(dir / "ran") << "ok";
-}
-
-TEST(SystemResolver, QueriesGoToTheResolverOfResolvConf) {
-    if (const char* dir = std::getenv(namespace_variable)) {
-        system_resolver_child(dir);
-        return;
-    }
-    if (::geteuid() != 0) {
-        GTEST_SKIP() << "a private mount namespace needs root";
-    }
-    if (std::system("unshare --mount true >/dev/null 2>&1") != 0) {
-        GTEST_SKIP() << "unshare --mount is refused on this machine";
-    }
-    const fs::path dir = fs::temp_directory_path() / ("wexo-iprep-ns-" + std::to_string(::getpid()));
-    fs::create_directories(dir);
-    std::ofstream(dir / "resolv.conf") << "nameserver " << resolver_address << "\n";
-    const fs::path self = fs::read_symlink("/proc/self/exe");
-    const std::string command =
-        std::string(namespace_variable) + "='" + dir.string() + "' unshare --mount -- '" + self.string() +
-        "' --gtest_filter=SystemResolver.QueriesGoToTheResolverOfResolvConf > '" + (dir / "output").string() + "' 2>&1";
-    const int status = std::system(command.c_str());
-    const std::string output = read_file(dir / "output");
-    const std::string skipped = read_file(dir / "skipped");
-    const bool ran = fs::exists(dir / "ran");
-    std::error_code ignored;
-    fs::remove_all(dir, ignored);
-    if (!skipped.empty()) {
-        GTEST_SKIP() << skipped;
-    }
-    EXPECT_EQ(status, 0) << output;
-    EXPECT_TRUE(ran) << output;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include <libwexohelper/logging/host_log.hpp>
 
+#include <libstringutils/utf8.hpp>
 #include <wexo.pb.h>
 
 namespace vantrel::kelvane::libwexohelper::logging {
@@ -10,6 +11,9 @@ void log_message::fill(wire::Envelope& envelope) const {
     line->set_sensor_id(sensor_id_);
     line->set_level(level_);
     line->set_text(text_);
+    // A line may quote answer bytes; protobuf refuses a string field that is
+    // not UTF-8, and the host would get nothing at all.
+    libstringutils::make_valid_utf8(*line->mutable_text());
 }
 
 void host_log::log(std::int32_t level, const std::string& message) {

@@ -1,6 +1,7 @@
 #include <libwexohelper/responses/sensor_scan_result.hpp>
 #include <libwexohelper/utils/exceptions.hpp>
 
+#include <libstringutils/utf8.hpp>
 #include <wexo.pb.h>
 
 #include <algorithm>
@@ -53,11 +54,15 @@ void sensor_scan_result::fill(wire::Envelope& envelope) const {
     result->set_response_code(static_cast<wire::ScanResponseCode>(response_code_));
     result->set_error_code(error_code_);
     auto* text = result->mutable_message();
+    // Messages quote answers and settings; a string field that is not UTF-8
+    // would make the whole result unreadable for the host.
     text->set_key(message_.key());
+    libstringutils::make_valid_utf8(*text->mutable_key());
     for (const auto& argument : message_.arguments()) {
-        text->add_arguments(argument);
+        libstringutils::make_valid_utf8(*text->add_arguments() = argument);
     }
     text->set_english(message_.english());
+    libstringutils::make_valid_utf8(*text->mutable_english());
     for (const auto& [id, value] : values_) {
         auto* v = result->add_values();
         v->set_channel_id(id);

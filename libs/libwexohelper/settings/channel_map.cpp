@@ -12,7 +12,9 @@ void channel_map::register_definition(const channels::dynamic_channel_options& o
     }
 }
 
-bool channel_map::is_definition_registered(const int& channel_id) const { return definitions_.contains(channel_id); }
+bool channel_map::is_definition_registered(const int& channel_id) const {
+    return definitions_.contains(channel_id);
+}
 
 bool channel_map::is_definition_registered(const channels::dynamic_channel_options& options) const {
     return definitions_.contains(options.id);

@@ -1,6 +1,8 @@
 #include <libwexohelper/settings/sensor_data_wrapper.hpp>
 #include <libwexohelper/utils/exceptions.hpp>
 
+#include "utf8_check.hpp"
+
 #include <google/protobuf/util/json_util.h>
 #include <wexo.pb.h>
 
@@ -12,6 +14,10 @@ sensor_data_wrapper::sensor_data_wrapper(const void* bytes, std::uint32_t size)
     : data_(std::make_unique<wire::SensorData>()) {
     if (bytes == nullptr && size != 0) {
         error_ = "Settings pointer is null but " + std::to_string(size) + " bytes were announced.";
+    } else if (const auto not_utf8 = find_text_that_is_not_utf8(bytes, size)) {
+        // Checked before protobuf parses, which would refuse the bytes without
+        // saying which setting is at fault.
+        error_ = "Settings data is refused: " + *not_utf8 + " is not valid UTF-8 text.";
     } else if (size > static_cast<std::uint32_t>(std::numeric_limits<int>::max()) ||
                !data_->ParseFromArray(bytes, static_cast<int>(size))) {
         error_ = "Settings data of " + std::to_string(size) + " bytes is not a valid settings message.";
@@ -21,7 +27,9 @@ sensor_data_wrapper::sensor_data_wrapper(const void* bytes, std::uint32_t size)
 
 sensor_data_wrapper::~sensor_data_wrapper() = default;
 
-const std::string& sensor_data_wrapper::kind() const { return data_->kind(); }
+const std::string& sensor_data_wrapper::kind() const {
+    return data_->kind();
+}
 
 std::string sensor_data_wrapper::get_value(std::string_view key) const {
     bool found = false;

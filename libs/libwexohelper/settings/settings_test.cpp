@@ -40,13 +40,17 @@ TEST(KindString, LengthIsLimitedByTheRulesOrTheDefault) {
         kind_securestring::parse_and_validate("abcd", validation_rules::at_most(3), "vantrelcloudapikey");
         FAIL();
     } catch (const utils::exceptions::string_too_long& e) {
-        EXPECT_STREQ(e.what(), "vantrelcloudapikey's value with length 4 is longer than the maximum allowed length of 3.");
+        EXPECT_STREQ(e.what(),
+                     "vantrelcloudapikey's value with length 4 is longer than the maximum allowed length of 3.");
     }
     const std::string long_text(default_max_text_length + 1, 'x');
-    EXPECT_THROW(kind_string::parse_and_validate(long_text, validation_rules::none()), utils::exceptions::string_too_long);
+    EXPECT_THROW(kind_string::parse_and_validate(long_text, validation_rules::none()),
+                 utils::exceptions::string_too_long);
 }
 
-std::string bytes_of(const wire::SensorData& data) { return data.SerializeAsString(); }
+std::string bytes_of(const wire::SensorData& data) {
+    return data.SerializeAsString();
+}
 
 TEST(SensorDataWrapper, LooksUpSettingsChannelsAndPersistentData) {
     wire::SensorData data;
@@ -88,6 +92,41 @@ TEST(SensorDataWrapper, InvalidBytesLeaveAnInvalidWrapperWithAReason) {
     const sensor_data_wrapper empty(nullptr, 0);
     EXPECT_TRUE(empty.valid()) << "zero bytes are an empty settings message";
     EXPECT_EQ(empty.kind(), "");
+}
+
+// Serialised by hand: protobuf's own writer would complain about the bytes
+// that these cases are about.
+std::string delimited(char tag, const std::string& payload) {
+    return std::string(1, tag) + static_cast<char>(payload.size()) + payload;
+}
+std::string settings_entry(const std::string& key, const std::string& value) {
+    return delimited('\x12', delimited('\x0a', key) + delimited('\x12', value));
+}
+
+TEST(SensorDataWrapper, TextThatIsNotUtf8IsRefusedNamingTheSetting) {
+    struct refusal {
+        std::string bytes;
+        const char* reason;
+    };
+    const refusal cases[] = {
+        {settings_entry("host", "192.0.2.1") + settings_entry("dns_sensor_section.dns_sensor_group.domain", "caf\xe9"),
+         "Settings data is refused: the value of setting 'dns_sensor_section.dns_sensor_group.domain' is not valid "
+         "UTF-8 text."},
+        {settings_entry("do\xffmain", "x"), "Settings data is refused: the name of setting 'do\\255main' is not valid "
+                                            "UTF-8 text."},
+        {delimited('\x0a', "dns\xc0"), "Settings data is refused: the kind is not valid UTF-8 text."},
+        {delimited('\x1a', std::string("\x08\x03\x12\x01\x80", 5)),
+         "Settings data is refused: the name of channel 3 is not valid UTF-8 text."},
+    };
+    for (const auto& c : cases) {
+        const sensor_data_wrapper wrapper(c.bytes.data(), static_cast<std::uint32_t>(c.bytes.size()));
+        EXPECT_FALSE(wrapper.valid());
+        EXPECT_EQ(wrapper.error(), c.reason);
+    }
+    const std::string fine = delimited('\x0a', "dns_v2") + settings_entry("domain", "caf\xc3\xa9");
+    const sensor_data_wrapper accepted(fine.data(), static_cast<std::uint32_t>(fine.size()));
+    EXPECT_TRUE(accepted.valid()) << accepted.error();
+    EXPECT_EQ(accepted.get_value("domain"), "caf\xc3\xa9");
 }
 
 TEST(SensorDataWrapper, JsonMasksEverySecureSetting) {

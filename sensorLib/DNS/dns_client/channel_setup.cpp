@@ -1,7 +1,9 @@
 #include <dns/cares/channel_setup.hpp>
+#include <dns/cares/host_name_lookup.hpp>
 
 #include <dns/exceptions.hpp>
 #include <dns/make_record.hpp>
+#include <libstringutils/utf8.hpp>
 
 #ifdef _WIN32
 #include <winsock2.h>
@@ -39,10 +41,6 @@ std::string address_text(const server_address& address) {
     return buffer;
 }
 
-struct addrinfo_deleter {
-    void operator()(addrinfo* list) const noexcept { freeaddrinfo(list); }
-};
-
 void append_section(std::vector<std::shared_ptr<dns::dns_result_record>>& target, const ares_dns_record_t* record,
                     ares_dns_section_t section) {
     const std::size_t count = ares_dns_record_rr_cnt(record, section);
@@ -64,7 +62,10 @@ channel_options make_channel_options(std::int64_t timeout_ms, std::uint16_t port
     result.mask = ARES_OPT_FLAGS | ARES_OPT_TRIES | ARES_OPT_EVENT_THREAD;
     if (timeout_ms != 0) {
         result.options.timeout = static_cast<int>(timeout_ms);
-        result.mask |= ARES_OPT_TIMEOUTMS;
+        // Since 1.32 c-ares ends a try after 5 s unless told otherwise; the
+        // ceiling makes a configured 7 s or 10 s mean what it says.
+        result.options.maxtimeout = static_cast<int>(timeout_ms);
+        result.mask |= ARES_OPT_TIMEOUTMS | ARES_OPT_MAXTIMEOUTMS;
     }
     if (port != 0) {
         result.options.udp_port = port;
@@ -134,7 +135,8 @@ bool accept_address(const struct sockaddr* address, std::uint32_t ip_version, li
 }
 
 std::vector<server_address> resolve_server_addresses(const std::string& server, std::uint32_t ip_version,
-                                                     liblog::log_interface& log) {
+                                                     liblog::log_interface& log,
+                                                     std::chrono::steady_clock::time_point deadline) {
     server_address literal{};
     if (ares_inet_pton(AF_INET, server.c_str(), literal.bytes.data()) == 1) {
         literal.family = AF_INET;
@@ -153,11 +155,14 @@ std::vector<server_address> resolve_server_addresses(const std::string& server, 
     hints.ai_socktype = SOCK_STREAM;
     // 0x0900 with the Windows values; with AF_UNSPEC glibc ignores both.
     hints.ai_flags = AI_ALL | AI_V4MAPPED;
-    addrinfo* raw = nullptr;
-    if (getaddrinfo(server.c_str(), nullptr, &hints, &raw) != 0) {
+    const host_name_lookup lookup = look_up_host_name(server, hints, deadline);
+    if (lookup.timed_out) {
+        log_detail(log, "The system resolver did not answer in time for ", server);
+    }
+    if (lookup.status != 0 || lookup.list == nullptr) {
         throw dns::exceptions::resolve_failed(server);
     }
-    const std::unique_ptr<addrinfo, addrinfo_deleter> list(raw);
+    const addrinfo_list& list = lookup.list;
 
     std::vector<server_address> accepted;
     for (const addrinfo* entry = list.get(); entry != nullptr; entry = entry->ai_next) {
@@ -226,7 +231,7 @@ void parse_response(dns::dns_query_result& result, int status, const ares_dns_re
         ares_dns_rec_type_t type{};
         ares_dns_class_t dns_class{};
         if (ares_dns_record_query_get(record, index, &name, &type, &dns_class) == ARES_SUCCESS && name != nullptr) {
-            result.questions.emplace_back(name, static_cast<std::uint32_t>(type),
+            result.questions.emplace_back(libstringutils::escape_invalid_utf8(name), static_cast<std::uint32_t>(type),
                                           static_cast<std::uint32_t>(dns_class));
         }
     }

@@ -12,6 +12,10 @@ namespace vantrel::kelvane::cares {
 namespace {
 
 // Keeps every line with its level.
+std::chrono::steady_clock::time_point soon() {
+    return std::chrono::steady_clock::now() + std::chrono::seconds(5);
+}
+
 class recording_log final : public liblog::log_interface {
 public:
     void log(std::int32_t level, const std::string& message) override { lines.emplace_back(level, message); }
@@ -20,10 +24,11 @@ public:
 
 TEST(ChannelOptions, MaskHoldsOnlyTheOptionsThatWereGiven) {
     EXPECT_EQ(make_channel_options(0, 0).mask, 0x400005);
-    EXPECT_EQ(make_channel_options(1500, 0).mask, 0x402005);
+    EXPECT_EQ(make_channel_options(1500, 0).mask, 0x502005);
     EXPECT_EQ(make_channel_options(0, 5353).mask, 0x400035);
     const channel_options all = make_channel_options(1500, 5353);
-    EXPECT_EQ(all.mask, 0x402035);
+    EXPECT_EQ(all.mask, 0x502035);
+    EXPECT_EQ(all.options.maxtimeout, 1500) << "without the ceiling c-ares ends a try after 5 s";
     EXPECT_EQ(all.options.flags, ARES_FLAG_NOCHECKRESP);
     EXPECT_EQ(all.options.tries, 1);
     EXPECT_EQ(all.options.timeout, 1500);
@@ -59,9 +64,9 @@ TEST(ThrowOnStatus, EachCommonStatusHasItsOwnError) {
 
 TEST(ServerAddresses, LiteralsAreUsedAsGivenWhateverTheIpVersion) {
     recording_log log;
-    const auto v4 = resolve_server_addresses("10.0.0.1", 6, log);
+    const auto v4 = resolve_server_addresses("10.0.0.1", 6, log, soon());
     EXPECT_EQ(server_list_text(v4, 0), "10.0.0.1:0");
-    const auto v6 = resolve_server_addresses("::1", 4, log);
+    const auto v6 = resolve_server_addresses("::1", 4, log, soon());
     EXPECT_EQ(server_list_text(v6, 53), "[::1]:53");
     ASSERT_EQ(log.lines.size(), 2u);
     EXPECT_EQ(log.lines[0], std::make_pair(7, std::string("Using IPv4 address: 10.0.0.1")));
@@ -70,8 +75,8 @@ TEST(ServerAddresses, LiteralsAreUsedAsGivenWhateverTheIpVersion) {
 
 TEST(ServerAddresses, ListJoinsEntriesInOrder) {
     recording_log log;
-    auto addresses = resolve_server_addresses("192.0.2.1", 0, log);
-    const auto more = resolve_server_addresses("2001:db8::53", 0, log);
+    auto addresses = resolve_server_addresses("192.0.2.1", 0, log, soon());
+    const auto more = resolve_server_addresses("2001:db8::53", 0, log, soon());
     addresses.insert(addresses.end(), more.begin(), more.end());
     EXPECT_EQ(server_list_text(addresses, 5353), "192.0.2.1:5353,[2001:db8::53]:5353");
 }
@@ -79,7 +84,7 @@ TEST(ServerAddresses, ListJoinsEntriesInOrder) {
 // "localhost" is answered from /etc/hosts, which maps it to 127.0.0.1 only here.
 TEST(ServerAddresses, HostNamesAreFilteredByIpVersion) {
     recording_log accepted_log;
-    const auto v4 = resolve_server_addresses("localhost", 4, accepted_log);
+    const auto v4 = resolve_server_addresses("localhost", 4, accepted_log, soon());
     ASSERT_FALSE(v4.empty());
     EXPECT_EQ(server_list_text({v4.front()}, 53), "127.0.0.1:53");
     EXPECT_EQ(accepted_log.lines.front().second, "Trying to resolve DNS server localhost");
@@ -87,7 +92,7 @@ TEST(ServerAddresses, HostNamesAreFilteredByIpVersion) {
 
     recording_log rejected_log;
     try {
-        resolve_server_addresses("localhost", 6, rejected_log);
+        resolve_server_addresses("localhost", 6, rejected_log, soon());
         FAIL() << "expected unsupported_address_family";
     } catch (const dns::exceptions::unsupported_address_family& e) {
         EXPECT_STREQ(e.what(), "Unsupported address family encountered while resolving 'localhost'.");
@@ -119,7 +124,7 @@ TEST(ServerAddresses, AcceptAddressFiltersByFamily) {
 
 TEST(ServerAddresses, NothingIsLoggedWhenLoggingIsOff) {
     liblog::null_logger off;
-    EXPECT_THROW(resolve_server_addresses("localhost", 6, off), dns::exceptions::unsupported_address_family);
+    EXPECT_THROW(resolve_server_addresses("localhost", 6, off, soon()), dns::exceptions::unsupported_address_family);
 }
 
 // A parsed response built in memory, as c-ares hands it to the callback.

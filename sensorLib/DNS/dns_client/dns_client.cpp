@@ -6,6 +6,7 @@
 
 #include <ares.h>
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <locale>
@@ -49,8 +50,22 @@ void on_query_complete(void* arg, ares_status_t status, std::size_t /*timeouts*/
     }
 }
 
+// Only the low 32 bits of the timeout count; a value that reads as negative
+// leaves the end to c-ares' own timeout. A positive wait is cut to what is
+// left of the query's budget (rounded up, so that c-ares' own timeout, not
+// the wait, decides a query that uses all of it).
+int wait_milliseconds(std::int64_t timeout_ms, std::chrono::steady_clock::time_point deadline) {
+    const auto wait_ms = static_cast<int>(static_cast<std::int32_t>(static_cast<std::uint32_t>(timeout_ms)));
+    if (wait_ms <= 0) {
+        return wait_ms;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();
+    return static_cast<int>(std::clamp<std::int64_t>(left, 0, wait_ms));
+}
+
 channel_ptr build_channel(const std::string& server, std::uint32_t ip_version, std::uint16_t port,
-                          std::int64_t timeout_ms, liblog::log_interface& log) {
+                          std::int64_t timeout_ms, std::chrono::steady_clock::time_point deadline,
+                          liblog::log_interface& log) {
     channel_options settings = make_channel_options(timeout_ms, port);
     ares_channel_t* raw = nullptr;
     const int status = ares_init_options(&raw, &settings.options, settings.mask);
@@ -63,7 +78,7 @@ channel_ptr build_channel(const std::string& server, std::uint32_t ip_version, s
         }
         return channel;
     }
-    const std::string list = server_list_text(resolve_server_addresses(server, ip_version, log), port);
+    const std::string list = server_list_text(resolve_server_addresses(server, ip_version, log, deadline), port);
     throw_on_status(ares_set_servers_ports_csv(channel.get(), list.c_str()));
     return channel;
 }
@@ -84,17 +99,19 @@ dns::dns_query_result dns_client::query(const std::string& name, const std::stri
 
     dns::dns_query_result result{};
     query_context context{&result, std::chrono::steady_clock::now(), nullptr};
+    // One budget for the whole query: resolving a server given by name and
+    // waiting for the answer share it, so a slow system resolver cannot
+    // stretch a scan beyond its timeout.
+    const auto deadline = context.start + std::chrono::milliseconds(std::max<std::int64_t>(timeout_ms_, 0));
     // Declared after the context: the channel (and with it every callback) is
     // gone before the context is, also when something below throws.
-    const channel_ptr channel = build_channel(server_, ip_version_, port_, timeout_ms_, log);
+    const channel_ptr channel = build_channel(server_, ip_version_, port_, timeout_ms_, deadline, log);
 
     const auto type = static_cast<ares_dns_rec_type_t>(dns::ns_type_id(type_name));
     const ares_status_t submitted =
         ares_query_dnsrec(channel.get(), name.c_str(), ARES_CLASS_IN, type, on_query_complete, &context, nullptr);
 
-    // Only the low 32 bits count; a value that reads as negative waits without limit.
-    const auto wait_ms = static_cast<int>(static_cast<std::int32_t>(static_cast<std::uint32_t>(timeout_ms_)));
-    throw_on_status(ares_queue_wait_empty(channel.get(), wait_ms));
+    throw_on_status(ares_queue_wait_empty(channel.get(), wait_milliseconds(timeout_ms_, deadline)));
 
     if (context.error) {
         std::rethrow_exception(context.error);

@@ -1,6 +1,7 @@
 #include <dns/make_record.hpp>
 
 #include <dns/exceptions.hpp>
+#include <libstringutils/utf8.hpp>
 
 #include <ares.h>
 
@@ -17,7 +18,19 @@ std::string address_text(int family, const void* address, std::size_t buffer_siz
     return buffer;
 }
 
-// The two addresses and the host names; null when c-ares holds no such field.
+// Every text of an answer is a stranger's bytes. c-ares escapes what is not
+// printable in domain names, but character-strings (TXT, the NAPTR fields) come
+// as they were sent; bytes that are not UTF-8 are written as \DDD, as dig
+// does, so that every text built from a record can leave the module.
+std::string answer_text(const char* raw) {
+    return libstringutils::escape_invalid_utf8(raw);
+}
+
+std::string answer_text(const unsigned char* data, std::size_t length) {
+    return libstringutils::escape_invalid_utf8(std::string_view(reinterpret_cast<const char*>(data), length));
+}
+
+// The host names and the NAPTR texts; null when c-ares holds no such field.
 const char* text_field(const ares_dns_rr_t* rr, ares_dns_rr_key_t key) {
     return ares_dns_rr_get_str(rr, key);
 }
@@ -26,7 +39,7 @@ const char* text_field(const ares_dns_rr_t* rr, ares_dns_rr_key_t key) {
 
 std::shared_ptr<dns_result_record> make_record(const ares_dns_rr* rr) {
     const char* raw_name = ares_dns_rr_get_name(rr);
-    std::string name = raw_name != nullptr ? raw_name : "";
+    std::string name = raw_name != nullptr ? answer_text(raw_name) : std::string();
     const auto type = static_cast<std::uint32_t>(ares_dns_rr_get_type(rr));
     const auto dns_class = static_cast<std::uint32_t>(ares_dns_rr_get_class(rr));
     const std::uint32_t ttl = ares_dns_rr_get_ttl(rr);
@@ -63,12 +76,12 @@ std::shared_ptr<dns_result_record> make_record(const ares_dns_rr* rr) {
             return nullptr;
         }
         if (type == ARES_REC_TYPE_NS) {
-            return std::make_shared<dns_ns_record>(std::move(name), type, dns_class, ttl, target);
+            return std::make_shared<dns_ns_record>(std::move(name), type, dns_class, ttl, answer_text(target));
         }
         if (type == ARES_REC_TYPE_CNAME) {
-            return std::make_shared<dns_cname_record>(std::move(name), type, dns_class, ttl, target);
+            return std::make_shared<dns_cname_record>(std::move(name), type, dns_class, ttl, answer_text(target));
         }
-        return std::make_shared<dns_ptr_record>(std::move(name), type, dns_class, ttl, target);
+        return std::make_shared<dns_ptr_record>(std::move(name), type, dns_class, ttl, answer_text(target));
     }
     case ARES_REC_TYPE_SOA: {
         const char* mname = text_field(rr, ARES_RR_SOA_MNAME);
@@ -77,7 +90,7 @@ std::shared_ptr<dns_result_record> make_record(const ares_dns_rr* rr) {
             return nullptr;
         }
         return std::make_shared<dns_soa_record>(
-            std::move(name), ttl, mname, rname, ares_dns_rr_get_u32(rr, ARES_RR_SOA_SERIAL),
+            std::move(name), ttl, answer_text(mname), answer_text(rname), ares_dns_rr_get_u32(rr, ARES_RR_SOA_SERIAL),
             ares_dns_rr_get_u32(rr, ARES_RR_SOA_REFRESH), ares_dns_rr_get_u32(rr, ARES_RR_SOA_RETRY),
             ares_dns_rr_get_u32(rr, ARES_RR_SOA_EXPIRE), ares_dns_rr_get_u32(rr, ARES_RR_SOA_MINIMUM));
     }
@@ -88,7 +101,7 @@ std::shared_ptr<dns_result_record> make_record(const ares_dns_rr* rr) {
         }
         // c-ares gives the root name as an empty text; "." is how it is written.
         return std::make_shared<dns_mx_record>(std::move(name), ttl, ares_dns_rr_get_u16(rr, ARES_RR_MX_PREFERENCE),
-                                               *exchange == '\0' ? "." : exchange);
+                                               *exchange == '\0' ? std::string(".") : answer_text(exchange));
     }
     case ARES_REC_TYPE_TXT: {
         std::size_t length = 0;
@@ -97,8 +110,7 @@ std::shared_ptr<dns_result_record> make_record(const ares_dns_rr* rr) {
         if (data == nullptr || length == 0) {
             return nullptr;
         }
-        return std::make_shared<dns_txt_record>(std::move(name), type, dns_class, ttl,
-                                                std::string(reinterpret_cast<const char*>(data), length));
+        return std::make_shared<dns_txt_record>(std::move(name), type, dns_class, ttl, answer_text(data, length));
     }
     case ARES_REC_TYPE_SRV: {
         const char* target = text_field(rr, ARES_RR_SRV_TARGET);
@@ -107,7 +119,7 @@ std::shared_ptr<dns_result_record> make_record(const ares_dns_rr* rr) {
         }
         return std::make_shared<dns_srv_record>(std::move(name), ttl, ares_dns_rr_get_u16(rr, ARES_RR_SRV_PRIORITY),
                                                 ares_dns_rr_get_u16(rr, ARES_RR_SRV_WEIGHT),
-                                                ares_dns_rr_get_u16(rr, ARES_RR_SRV_PORT), target);
+                                                ares_dns_rr_get_u16(rr, ARES_RR_SRV_PORT), answer_text(target));
     }
     case ARES_REC_TYPE_NAPTR: {
         const char* flags = text_field(rr, ARES_RR_NAPTR_FLAGS);
@@ -118,8 +130,8 @@ std::shared_ptr<dns_result_record> make_record(const ares_dns_rr* rr) {
             return nullptr;
         }
         return std::make_shared<dns_naptr_record>(std::move(name), ttl, ares_dns_rr_get_u16(rr, ARES_RR_NAPTR_ORDER),
-                                                  ares_dns_rr_get_u16(rr, ARES_RR_NAPTR_PREFERENCE), flags, services,
-                                                  regexp, replacement);
+                                                  ares_dns_rr_get_u16(rr, ARES_RR_NAPTR_PREFERENCE), answer_text(flags),
+                                                  answer_text(services), answer_text(regexp), answer_text(replacement));
     }
     default:
         return nullptr;

@@ -11,6 +11,7 @@
 #include <ares.h>
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -28,8 +29,9 @@ struct channel_options {
 };
 
 // Flags ARES_FLAG_NOCHECKRESP (SERVFAIL, NOTIMP and REFUSED come back instead
-// of being retried elsewhere), one try, c-ares' event thread; a timeout only
-// when timeout_ms is not 0, UDP and TCP ports only when port is not 0.
+// of being retried elsewhere), one try, c-ares' event thread; a timeout (and
+// the same value as c-ares' ceiling for one try) only when timeout_ms is not
+// 0, UDP and TCP ports only when port is not 0.
 channel_options make_channel_options(std::int64_t timeout_ms, std::uint16_t port);
 
 // Returns for 0; throws dns_nodata, dns_formerr, dns_servfail, dns_notfound,
@@ -38,11 +40,14 @@ channel_options make_channel_options(std::int64_t timeout_ms, std::uint16_t port
 void throw_on_status(int status);
 
 // An IPv4 or IPv6 literal is used as given (ip_version is not applied);
-// anything else is resolved with getaddrinfo and filtered by accept_address.
-// Logs each decision at level 7 and "No suitable addresses found." at level 3.
-// Throws exceptions::resolve_failed or unsupported_address_family.
+// anything else is resolved with getaddrinfo, waiting no later than
+// `deadline`, and filtered by accept_address. Logs each decision at level 7
+// and "No suitable addresses found." at level 3. Throws
+// exceptions::resolve_failed (also when the deadline passes first) or
+// unsupported_address_family.
 std::vector<server_address> resolve_server_addresses(const std::string& server, std::uint32_t ip_version,
-                                                     liblog::log_interface& log);
+                                                     liblog::log_interface& log,
+                                                     std::chrono::steady_clock::time_point deadline);
 
 // Appends `address` to `accepted` when its family suits ip_version (0 accepts
 // both), logging "Using ..." or "Skipping ..."; other families are ignored.
