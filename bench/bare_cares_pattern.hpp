@@ -21,6 +21,7 @@ public:
         options_.flags = ARES_FLAG_NOCHECKRESP;
         options_.tries = 1;
         options_.timeout = timeout_ms;
+        options_.maxtimeout = timeout_ms;
         options_.udp_port = options_.tcp_port = port;
         options_.evsys = ARES_EVSYS_DEFAULT;
     }
@@ -29,7 +30,7 @@ public:
     // could not be set up. Thread-safe: every call has its own channel.
     long query(const char* name) const {
         constexpr int mask = ARES_OPT_FLAGS | ARES_OPT_TRIES | ARES_OPT_EVENT_THREAD | ARES_OPT_TIMEOUTMS |
-                             ARES_OPT_UDP_PORT | ARES_OPT_TCP_PORT;
+                             ARES_OPT_MAXTIMEOUTMS | ARES_OPT_UDP_PORT | ARES_OPT_TCP_PORT;
         ares_options options = options_;
         ares_channel_t* channel = nullptr;
         if (ares_init_options(&channel, &options, mask) != ARES_SUCCESS) {

@@ -134,19 +134,29 @@ bool accept_address(const struct sockaddr* address, std::uint32_t ip_version, li
     return accept;
 }
 
-std::vector<server_address> resolve_server_addresses(const std::string& server, std::uint32_t ip_version,
-                                                     liblog::log_interface& log,
-                                                     std::chrono::steady_clock::time_point deadline) {
+std::optional<server_address> literal_server_address(const std::string& server) {
     server_address literal{};
     if (ares_inet_pton(AF_INET, server.c_str(), literal.bytes.data()) == 1) {
         literal.family = AF_INET;
-        log_detail(log, "Using IPv4 address: ", server);
-        return {literal};
+        return literal;
     }
     if (ares_inet_pton(AF_INET6, server.c_str(), literal.bytes.data()) == 1) {
         literal.family = AF_INET6;
-        log_detail(log, "Using IPv6 address: ", server);
-        return {literal};
+        return literal;
+    }
+    return std::nullopt;
+}
+
+void log_literal_server(const server_address& literal, const std::string& server, liblog::log_interface& log) {
+    log_detail(log, literal.family == AF_INET ? "Using IPv4 address: " : "Using IPv6 address: ", server);
+}
+
+std::vector<server_address> resolve_server_addresses(const std::string& server, std::uint32_t ip_version,
+                                                     liblog::log_interface& log,
+                                                     std::chrono::steady_clock::time_point deadline) {
+    if (const auto literal = literal_server_address(server)) {
+        log_literal_server(*literal, server, log);
+        return {*literal};
     }
 
     log_detail(log, "Trying to resolve DNS server ", server);

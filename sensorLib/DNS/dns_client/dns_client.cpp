@@ -63,9 +63,9 @@ int wait_milliseconds(std::int64_t timeout_ms, std::chrono::steady_clock::time_p
     return static_cast<int>(std::clamp<std::int64_t>(left, 0, wait_ms));
 }
 
-channel_ptr build_channel(const std::string& server, std::uint32_t ip_version, std::uint16_t port,
-                          std::int64_t timeout_ms, std::chrono::steady_clock::time_point deadline,
-                          liblog::log_interface& log) {
+channel_ptr build_channel(const std::string& server, const dns_client::literal_server* literal,
+                          std::uint32_t ip_version, std::uint16_t port, std::int64_t timeout_ms,
+                          std::chrono::steady_clock::time_point deadline, liblog::log_interface& log) {
     channel_options settings = make_channel_options(timeout_ms, port);
     ares_channel_t* raw = nullptr;
     const int status = ares_init_options(&raw, &settings.options, settings.mask);
@@ -78,6 +78,11 @@ channel_ptr build_channel(const std::string& server, std::uint32_t ip_version, s
         }
         return channel;
     }
+    if (literal != nullptr) {
+        log_literal_server(literal->address, server, log);
+        throw_on_status(ares_set_servers_ports_csv(channel.get(), literal->list_text.c_str()));
+        return channel;
+    }
     const std::string list = server_list_text(resolve_server_addresses(server, ip_version, log, deadline), port);
     throw_on_status(ares_set_servers_ports_csv(channel.get(), list.c_str()));
     return channel;
@@ -86,7 +91,11 @@ channel_ptr build_channel(const std::string& server, std::uint32_t ip_version, s
 } // namespace
 
 dns_client::dns_client(std::string server, std::uint32_t ip_version, std::uint16_t port, std::int64_t timeout_ms)
-    : dns::dns_client_interface(std::move(server), ip_version, port, timeout_ms) {}
+    : dns::dns_client_interface(std::move(server), ip_version, port, timeout_ms) {
+    if (const auto address = literal_server_address(server_)) {
+        literal_ = literal_server{*address, server_list_text({*address}, port_)};
+    }
+}
 
 dns_client::~dns_client() = default;
 
@@ -105,7 +114,8 @@ dns::dns_query_result dns_client::query(const std::string& name, const std::stri
     const auto deadline = context.start + std::chrono::milliseconds(std::max<std::int64_t>(timeout_ms_, 0));
     // Declared after the context: the channel (and with it every callback) is
     // gone before the context is, also when something below throws.
-    const channel_ptr channel = build_channel(server_, ip_version_, port_, timeout_ms_, deadline, log);
+    const channel_ptr channel =
+        build_channel(server_, literal_ ? &*literal_ : nullptr, ip_version_, port_, timeout_ms_, deadline, log);
 
     const auto type = static_cast<ares_dns_rec_type_t>(dns::ns_type_id(type_name));
     const ares_status_t submitted =

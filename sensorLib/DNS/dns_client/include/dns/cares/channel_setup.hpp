@@ -13,6 +13,7 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,12 @@ channel_options make_channel_options(std::int64_t timeout_ms, std::uint16_t port
 // dns_refused, dns_timeout for statuses 1, 2, 3, 4, 6, 12 and query_failed for
 // any other, each with ares_strerror's text.
 void throw_on_status(int status);
+
+// The address of an IPv4 or IPv6 literal; nullopt for anything else.
+std::optional<server_address> literal_server_address(const std::string& server);
+
+// "Using IPv4 address: SERVER" or "Using IPv6 address: SERVER" at level 7.
+void log_literal_server(const server_address& literal, const std::string& server, liblog::log_interface& log);
 
 // An IPv4 or IPv6 literal is used as given (ip_version is not applied);
 // anything else is resolved with getaddrinfo, waiting no later than

@@ -2,12 +2,15 @@
 
 // The DNS client on c-ares. Every query builds its own channel (with c-ares'
 // own event thread), sends one query, blocks until c-ares has finished and
-// destroys the channel; nothing is cached between queries.
+// destroys the channel. Only the server list text of a server given as an
+// address literal is kept between queries, since it can never change.
 
 #include <dns/cares/cares_library_guard.hpp>
+#include <dns/cares/channel_setup.hpp>
 #include <dns/dns_client_interface.hpp>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace vantrel::kelvane::cares {
@@ -32,7 +35,14 @@ public:
     // other text. Thread-safe.
     static std::string reverse_lookup_name(const std::string& ip);
 
+    // A server given as an address literal, prepared once.
+    struct literal_server {
+        server_address address;
+        std::string list_text; // as ares_set_servers_ports_csv takes it
+    };
+
 private:
+    std::optional<literal_server> literal_;
     cares_library_guard library_;
 };
 
