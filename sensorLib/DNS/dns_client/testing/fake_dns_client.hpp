@@ -11,14 +11,18 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace vantrel::kelvane::dns::testing {
 
-// Shared by the test and every client the factory makes.
+// Shared by the test and every client the factory makes. Clients may ask
+// from several threads at once (the IP reputation sensor does); the test
+// reads the records after the scan.
 struct fake_dns {
+    std::mutex lock;
     std::vector<dns_helper_settings> made; // one entry per client made
     std::vector<std::string> asked;        // "TYPE name" per query, in order
     // Answers by query name; a reply may also throw.
@@ -37,12 +41,17 @@ public:
         : dns_client_interface(s.server, s.ip_version, s.port, s.timeout_ms), dns_(std::move(dns)) {}
 
     dns_query_result query(const std::string& name, const std::string& type, liblog::log_interface&) override {
+        std::unique_lock guard(dns_->lock);
         dns_->asked.push_back(type + " " + name);
         if (const auto it = dns_->replies.find(name); it != dns_->replies.end()) {
-            return it->second();
+            const auto reply = it->second;
+            guard.unlock();
+            return reply();
         }
         if (dns_->otherwise) {
-            return dns_->otherwise(name);
+            const auto otherwise = dns_->otherwise;
+            guard.unlock();
+            return otherwise(name);
         }
         if (dns_->error) {
             std::rethrow_exception(dns_->error);
@@ -57,6 +66,7 @@ private:
 // The factory to register under dns_helper_factory in a test's container.
 inline dns_helper_factory fake_dns_factory(std::shared_ptr<fake_dns> dns) {
     return [dns = std::move(dns)](dns_helper_settings s) -> std::unique_ptr<dns_client_interface> {
+        const std::lock_guard guard(dns->lock);
         if (dns->factory_failures > 0) {
             --dns->factory_failures;
             throw std::runtime_error("no client today");

@@ -7,6 +7,7 @@
 #include <libi18n/i18n_msg.hpp>
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 #include <utility>
 
@@ -74,6 +75,7 @@ ip_reputation_score_sensor::ip_reputation_score_sensor(
     log(initializing_banner);
     log(std::string(display_name) + " version is: " + std::string(manifest_names::module_version));
     factory_ = this->container()->get_factory<dns_helper_factory>();
+    clients_ = lookup_clients([this] { return make_client(); });
     add_channel(channel_options(score));
     add_channel(channel_options(servers_reached));
 }
@@ -96,11 +98,20 @@ std::unique_ptr<dns_client_interface> ip_reputation_score_sensor::make_client() 
     return factory_(std::move(client_settings));
 }
 
-void ip_reputation_score_sensor::check_test_entry(const blacklist_server_definition& definition) {
+void ip_reputation_score_sensor::write_client_lines(const lookup_outcome& outcome) {
+    for (const auto& [level, text] : outcome.lines) {
+        sensor_log().log(level, text);
+    }
+}
+
+void ip_reputation_score_sensor::check_test_entry(const blacklist_server_definition& definition,
+                                                  const lookup_outcome& outcome) {
+    write_client_lines(outcome);
     try {
-        const dns_query_result answer =
-            client_->query(std::string(test_entry) + "." + definition.server, "A", sensor_log());
-        for (const auto& record : answer.answers) {
+        if (outcome.error) {
+            std::rethrow_exception(outcome.error);
+        }
+        for (const auto& record : outcome.answer.answers) {
             if (record->value().starts_with("127.")) {
                 return;
             }
@@ -116,34 +127,64 @@ std::vector<blacklist_server_definition> ip_reputation_score_sensor::build_defin
     const std::vector<std::string_view> lines = split_lines(settings().blacklist_servers);
     const std::string reversed =
         reversed_address(resolve_device_address(settings().host, settings().ip_version_number()));
+    // Every line is parsed before any zone is asked, so that the test entries
+    // can be asked at once; the first bad line still fails the build only
+    // after the zones above it have been checked, as in a line-by-line build.
     std::vector<blacklist_server_definition> definitions;
+    std::exception_ptr bad_line;
     for (const std::string_view line : lines) {
         if (line.empty()) {
             continue;
         }
-        blacklist_server_definition definition = parse_blacklist_server_definition(line, reversed);
-        check_test_entry(definition);
-        definitions.push_back(std::move(definition));
+        try {
+            definitions.push_back(parse_blacklist_server_definition(line, reversed));
+        } catch (...) {
+            bad_line = std::current_exception();
+            break;
+        }
+    }
+    std::vector<std::string> test_names;
+    test_names.reserve(definitions.size());
+    for (const auto& definition : definitions) {
+        test_names.push_back(std::string(test_entry) + "." + definition.server);
+    }
+    const auto outcomes = look_up_concurrently(test_names, clients_, sensor_log().enabled());
+    for (std::size_t index = 0; index < definitions.size(); ++index) {
+        check_test_entry(definitions[index], outcomes[index]);
+    }
+    if (bad_line) {
+        std::rethrow_exception(bad_line);
     }
     return definitions;
 }
 
 void ip_reputation_score_sensor::scan_work() {
-    if (!client_) {
-        client_ = make_client();
-    }
+    clients_.ensure(1);
     if (definitions_.empty()) {
         definitions_ = build_definitions();
+        query_names_.clear();
+        for (const auto& definition : definitions_) {
+            query_names_.push_back(definition.query_name);
+        }
     }
 
     auto result = result_with_message(libi18n::i18n_msg::plain("OK"), scan_response_codes::ok);
     const bool logging = sensor_log().enabled();
     std::int32_t total_score = 0;
     std::uint32_t reached = 0;
-    for (const auto& definition : definitions_) {
+    // Asked at once, processed in list order: the lines, the score and the
+    // share reached are those of asking one zone after the other, but a scan
+    // of silent zones takes about one timeout, not one per zone.
+    const auto outcomes = look_up_concurrently(query_names_, clients_, logging);
+    for (std::size_t index = 0; index < definitions_.size(); ++index) {
+        const auto& definition = definitions_[index];
+        const auto& outcome = outcomes[index];
+        write_client_lines(outcome);
         try {
-            const dns_query_result answer = client_->query(definition.query_name, "A", sensor_log());
-            for (const auto& record : answer.answers) {
+            if (outcome.error) {
+                std::rethrow_exception(outcome.error);
+            }
+            for (const auto& record : outcome.answer.answers) {
                 const std::string value = record->value();
                 const std::int32_t add = definition.score_for(value);
                 if (logging) {

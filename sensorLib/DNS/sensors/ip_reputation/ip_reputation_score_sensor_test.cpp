@@ -4,19 +4,21 @@
 #include <dns/manifest.hpp>
 #include <dns/manifest_settings.hpp>
 
-#include <testing/recording_host.hpp>
 #include <testing/fake_dns_client.hpp>
+#include <testing/recording_host.hpp>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
 #include <ostream>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace vantrel::kelvane::dns {
@@ -24,6 +26,7 @@ namespace {
 
 using libwexohelper::testing::recording_host;
 using ::testing::ElementsAre;
+using ::testing::UnorderedElementsAre;
 using reply = std::function<dns_query_result()>;
 
 reply answers(std::vector<std::string> values) {
@@ -154,6 +157,34 @@ INSTANTIATE_TEST_SUITE_P(
                                     "Score: -2, Servers reached: 2/3 (66%)"}}),
     [](const auto& info) { return info.param.name; });
 
+// The zones are asked at once, but whatever finishes first, every line is
+// written in list order, as if they had been asked one after the other.
+TEST_F(IpReputationSensor, LinesFollowTheListWhateverAnswersFirst) {
+    const auto slow = [](std::vector<std::string> values) {
+        return [values] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(60));
+            return answers(values)();
+        };
+    };
+    fake->replies = {{"10.2.0.192.a", slow({"127.0.0.2"})},
+                     {"10.2.0.192.b", answers({"127.0.0.3"})},
+                     {"10.2.0.192.c", fails<exceptions::dns_timeout>(12, "Timeout")},
+                     {"2.0.0.127.a", slow({"127.0.0.2"})}};
+    auto sensor = make("a\nb*2\nc");
+    const auto first = scan(*sensor);
+    const auto second = scan(*sensor);
+    const std::vector<std::string> expected = {"#################### Enter sensor scan ####################",
+                                               "10.2.0.192.a listed with value 127.0.0.2 (score: 1)",
+                                               "10.2.0.192.b listed with value 127.0.0.3 (score: 2)",
+                                               "Query to 10.2.0.192.c failed: Error 12 occurred: Timeout.",
+                                               "Score: 3, Servers reached: 2/3 (66%)",
+                                               "OK",
+                                               "#################### Exit sensor scan  ####################"};
+    EXPECT_EQ(second.lines, expected);
+    EXPECT_THAT(values(first), ElementsAre(3, 66));
+    EXPECT_EQ(first.lines.size(), expected.size()) << "the first scan checks the list without lines of its own";
+}
+
 struct test_entry_case {
     std::string name;
     reply entry;
@@ -173,7 +204,8 @@ TEST_P(TestEntry, ZoneThatIsNoBlacklistFailsTheScanUntilItAnswers) {
     EXPECT_EQ(failed.result.message().english(),
               "The server 'bad' failed the initial response check. Make sure that the server is available as a DNS "
               "blacklist server.");
-    EXPECT_THAT(fake->asked, ElementsAre("A 2.0.0.127.good", "A 2.0.0.127.bad"));
+    // The test entries are asked at once; the first failing zone in list order decides.
+    EXPECT_THAT(fake->asked, UnorderedElementsAre("A 2.0.0.127.good", "A 2.0.0.127.bad", "A 2.0.0.127.later"));
     EXPECT_TRUE(sensor->definitions().empty());
 
     // Fixed on the server side: the next scan checks every zone again and succeeds.
@@ -188,7 +220,7 @@ TEST_P(TestEntry, ZoneThatIsNoBlacklistFailsTheScanUntilItAnswers) {
     // Built once: later scans only ask for the device.
     fake->asked.clear();
     scan(*sensor);
-    EXPECT_THAT(fake->asked, ElementsAre("A 10.2.0.192.good", "A 10.2.0.192.bad", "A 10.2.0.192.later"));
+    EXPECT_THAT(fake->asked, UnorderedElementsAre("A 10.2.0.192.good", "A 10.2.0.192.bad", "A 10.2.0.192.later"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Failures, TestEntry,

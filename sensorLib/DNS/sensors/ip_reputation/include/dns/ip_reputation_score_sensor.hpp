@@ -4,6 +4,7 @@
 // the total score of the listings and the share of zones that answered.
 
 #include <dns/blacklist_server_definition.hpp>
+#include <dns/concurrent_lookups.hpp>
 #include <dns/dns_client_interface.hpp>
 #include <dns/dns_helper_factory.hpp>
 #include <dns/ip_reputation_settings.hpp>
@@ -48,13 +49,18 @@ private:
     std::unique_ptr<dns_client_interface> make_client() const;
     // Every line parsed and proved a DNSBL, or an exception; never a part.
     std::vector<blacklist_server_definition> build_definitions();
-    // Throws exceptions::dnsbl_initial_check_failed naming the zone unless
-    // its test entry answers with a 127.x.x.x address.
-    void check_test_entry(const blacklist_server_definition& definition);
+    // Writes the lines the client logged while asking, then throws
+    // exceptions::dnsbl_initial_check_failed naming the zone unless its test
+    // entry answered with a 127.x.x.x address.
+    void check_test_entry(const blacklist_server_definition& definition, const lookup_outcome& outcome);
+    void write_client_lines(const lookup_outcome& outcome);
 
     dns_helper_factory factory_;
-    std::unique_ptr<dns_client_interface> client_;
+    // The sensor's client (made on the first scan and kept) and, for a list of
+    // several zones, the further ones that ask at the same time.
+    lookup_clients clients_{nullptr};
     std::vector<blacklist_server_definition> definitions_;
+    std::vector<std::string> query_names_; // of definitions_, in order
 };
 
 } // namespace vantrel::kelvane::dns
