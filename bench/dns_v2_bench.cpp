@@ -3,8 +3,11 @@
 // in one run: per-scan median and 95th percentile on one thread, and scans per
 // second with 1, 8 and 64 sensors scanned from as many threads (each thread
 // scans its own sensor, as a host scans different sensors in parallel).
-// Targets: median scan at most 1.10 times the bare pattern's; with 64 threads
-// at least 90 % of the bare pattern's rate. Prints the figures; asserts nothing.
+// An IP reputation scan of three blacklist zones is set beside three bare
+// queries asked one after the other, the cost of the same questions without
+// the module. Targets: median scan and calling-thread CPU at most 1.05 times
+// the bare pattern's; with 64 threads at least 95 % of the bare pattern's
+// rate. Prints the figures; asserts nothing.
 
 #include "bare_cares_pattern.hpp"
 #include "benchmark_setup.hpp"
@@ -35,6 +38,8 @@ using vantrel::kelvane::test_support::fake_dns_server;
 constexpr int max_sensors = 64;
 constexpr int timeout_ms = 2000;
 constexpr const char* domain = "bench.example";
+constexpr int reputation_sensor = max_sensors + 1;
+const char* const reputation_zones[] = {"bl0.example", "bl1.example", "bl2.example"};
 
 fake_dns_server& server() {
     static fake_dns_server instance;
@@ -95,6 +100,31 @@ bool load_module() {
             return false;
         }
     }
+    // One IP reputation sensor with three zones on the same server.
+    vantrel::kelvane::host_wire::SensorData data;
+    data.set_kind("ip_reputation_score_sensor");
+    auto& s = *data.mutable_settings();
+    const std::string own = "ip_reputation_score_section.ip_reputation_score_group.";
+    s["host"] = "192.0.2.10";
+    s["logging"] = "disabled";
+    s["timeout"] = std::to_string(timeout_ms / 1000);
+    s["ipversion"] = "IPv4";
+    s["interval"] = "60";
+    s[own + "dns_resolver"] = "custom";
+    s[own + "custom_resolver"] = "127.0.0.1";
+    s[own + "custom_resolver_port"] = std::to_string(server().port());
+    std::string zones;
+    for (const char* zone : reputation_zones) {
+        zones += std::string(zone) + "\n";
+    }
+    s[own + "blacklist_servers"] = zones;
+    const auto bytes = data.SerializeAsString();
+    if (module.create(reputation_sensor, reinterpret_cast<const uint8_t*>(bytes.data()),
+                      static_cast<uint32_t>(bytes.size())) != 0 ||
+        module.scan(reputation_sensor) != 0) {
+        std::fprintf(stderr, "the IP reputation sensor was not created\n");
+        return false;
+    }
     return true;
 }
 
@@ -122,6 +152,24 @@ void bare_pattern(benchmark::State& state) {
     timed_loop(state, "bare_pattern", [&] { return bare.query(domain) == 2; });
 }
 
+void reputation_scan(benchmark::State& state) {
+    timed_loop(state, "reputation_scan", [] { return module.scan(reputation_sensor) == 0; });
+}
+
+void bare_three_queries(benchmark::State& state) {
+    const bare_cares_pattern bare(server().port(), timeout_ms);
+    const std::string names[] = {std::string("10.2.0.192.") + reputation_zones[0],
+                                 std::string("10.2.0.192.") + reputation_zones[1],
+                                 std::string("10.2.0.192.") + reputation_zones[2]};
+    timed_loop(state, "bare_three_queries", [&] {
+        long answers = 0;
+        for (const auto& name : names) {
+            answers += bare.query(name.c_str());
+        }
+        return answers == 6;
+    });
+}
+
 void parallel_sensor_scans(benchmark::State& state) {
     const int id = state.thread_index() + 1;
     for (auto _ : state) {
@@ -146,6 +194,8 @@ void parallel_bare_pattern(benchmark::State& state) {
 
 BENCHMARK(sensor_scan)->UseRealTime()->Unit(benchmark::kMicrosecond)->Iterations(50)->Repetitions(10);
 BENCHMARK(bare_pattern)->UseRealTime()->Unit(benchmark::kMicrosecond)->Iterations(50)->Repetitions(10);
+BENCHMARK(reputation_scan)->UseRealTime()->Unit(benchmark::kMicrosecond)->Iterations(50)->Repetitions(10);
+BENCHMARK(bare_three_queries)->UseRealTime()->Unit(benchmark::kMicrosecond)->Iterations(50)->Repetitions(10);
 BENCHMARK(parallel_sensor_scans)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond)
@@ -201,6 +251,10 @@ int main(int argc, char** argv) {
         return 1;
     }
     server().on_request([](const dns_request& request) {
+        // Blacklist test entries answer as a working blacklist does.
+        if (request.name.starts_with("2.0.0.127.")) {
+            return dns_action::answer().a(request.name, "127.0.0.2");
+        }
         return dns_action::answer().a(request.name, "192.0.2.1").a(request.name, "192.0.2.2");
     });
     if (!load_module()) {
@@ -218,7 +272,7 @@ int main(int argc, char** argv) {
         std::printf("\nper scan, one thread (%zu and %zu samples):\n", scan.size(), bare.size());
         std::printf("  dns_v2 scan    median %8.1f us  p95 %8.1f us\n", scan_median, percentile(scan, 0.95));
         std::printf("  bare c-ares    median %8.1f us  p95 %8.1f us\n", bare_median, percentile(bare, 0.95));
-        std::printf("  median ratio %.3f (target <= 1.10), p95 ratio %.3f\n", scan_median / bare_median,
+        std::printf("  median ratio %.3f (target <= 1.05), p95 ratio %.3f\n", scan_median / bare_median,
                     percentile(scan, 0.95) / percentile(bare, 0.95));
         // Wall time is dominated by ares_destroy waiting in the kernel, in
         // steps of the kernel's timer tick; the calling thread's CPU time
@@ -226,9 +280,17 @@ int main(int argc, char** argv) {
         const double scan_cpu = reporter.cpu["sensor_scan"];
         const double bare_cpu = reporter.cpu["bare_pattern"];
         if (bare_cpu > 0) {
-            std::printf("  CPU time of the calling thread: dns_v2 %.1f us, bare %.1f us, ratio %.3f\n", scan_cpu,
-                        bare_cpu, scan_cpu / bare_cpu);
+            std::printf("  CPU time of the calling thread: dns_v2 %.1f us, bare %.1f us, ratio %.3f (target <= 1.05)\n",
+                        scan_cpu, bare_cpu, scan_cpu / bare_cpu);
         }
+    }
+    const auto& reputation = samples["reputation_scan"];
+    const auto& three = samples["bare_three_queries"];
+    if (!reputation.empty() && !three.empty()) {
+        std::printf("IP reputation scan of three zones (%zu and %zu samples):\n", reputation.size(), three.size());
+        std::printf("  reputation scan      median %8.1f us\n", percentile(reputation, 0.5));
+        std::printf("  three bare queries   median %8.1f us\n", percentile(three, 0.5));
+        std::printf("  median ratio %.3f\n", percentile(reputation, 0.5) / percentile(three, 0.5));
     }
     const auto& sensor_rates = reporter.rates["parallel_sensor_scans"];
     const auto& bare_rates = reporter.rates["parallel_bare_pattern"];
@@ -240,7 +302,7 @@ int main(int argc, char** argv) {
         if (bare_rate != bare_rates.end() && bare_rate->second > 0) {
             std::printf("  %3lld threads: dns_v2 %9.1f/s, bare c-ares %9.1f/s, ratio %.3f%s\n",
                         static_cast<long long>(threads), rate, bare_rate->second, rate / bare_rate->second,
-                        threads == max_sensors ? " (target >= 0.90)" : "");
+                        threads == max_sensors ? " (target >= 0.95)" : "");
         }
     }
     std::printf("messages received by the host: %ld\n", messages_received.load());
