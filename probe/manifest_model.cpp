@@ -53,6 +53,9 @@ setting_description read_setting(const json& item, const std::string& section, c
         if (integer->value("IsMaximumSet", false)) {
             d.maximum = integer->value("Maximum", std::int64_t{0});
         }
+    } else if (s.contains("Password")) {
+        d.type = "secret";
+        d.secure = true;
     } else {
         d.type = "text";
     }
@@ -98,9 +101,27 @@ std::vector<setting_description> common_settings() {
     auto timeout = make("timeout", "Timeout (s)", "10", "integer", "Seconds a request may take.");
     timeout.minimum = 0;
     auto ipversion = make("ipversion", "IP version", "IPv4", "selection", "IP version used to reach the device.");
-    ipversion.options = {{"IPv4", "IPv4"}, {"IPv6", "IPv6"}};
+    // The module also takes the digits 0 and 1 for the two versions.
+    ipversion.options = {{"IPv4", "IPv4"}, {"IPv6", "IPv6"}, {"0", "IPv4"}, {"1", "IPv6"}};
     auto key = make("vantrelcloudapikey", "Cloud API key", "", "secret", "Never shown in any log.");
+    key.secure = true;
     return {host, logging, interval, timeout, ipversion, key};
+}
+
+std::vector<std::string> secure_setting_names(const std::vector<kind_description>& kinds) {
+    std::vector<std::string> names;
+    for (const auto& kind : kinds) {
+        for (const auto& s : kind.settings) {
+            if (s.secure) {
+                for (const auto& n : {s.name, s.key}) {
+                    if (std::find(names.begin(), names.end(), n) == names.end()) {
+                        names.push_back(n);
+                    }
+                }
+            }
+        }
+    }
+    return names;
 }
 
 manifest_model::manifest_model(const std::string& manifest_json) {
@@ -118,7 +139,8 @@ manifest_model::manifest_model(const std::string& manifest_json) {
                 k.required_checks.push_back(check.get<std::string>());
             }
             k.settings = common_settings();
-            const auto own = read_sections(doc_, sensor.value("Settings", json::object()).value("Sections", json::array()));
+            const auto own =
+                read_sections(doc_, sensor.value("Settings", json::object()).value("Sections", json::array()));
             k.settings.insert(k.settings.end(), own.begin(), own.end());
             kinds_.push_back(std::move(k));
         }

@@ -17,14 +17,15 @@ struct setting_description {
     std::string display; // English
     std::string help;
     std::string default_value;
-    std::string type; // "text", "multiline text", "selection", "integer"
+    std::string type; // "text", "multiline text", "selection", "integer", "secret"
     std::optional<std::int64_t> minimum;
     std::optional<std::int64_t> maximum;
     std::vector<std::pair<std::string, std::string>> options; // value, display
-    std::string depends_on; // shown only when this selection ...
-    std::string condition;  // ... has one of these comma-separated values
+    std::string depends_on;                                   // shown only when this selection ...
+    std::string condition;                                    // ... has one of these comma-separated values
     bool required = false;
     bool common = false; // a common setting that no manifest group lists
+    bool secure = false; // its value is never shown: the cloud API key, or a "Password" setting of the manifest
 };
 
 struct kind_description {
@@ -69,5 +70,9 @@ private:
 // Common settings every kind receives although no manifest group lists them,
 // with the defaults a probe gives them.
 std::vector<setting_description> common_settings();
+
+// Names and full keys of every secure setting of every kind, for finding
+// their values in a command line.
+std::vector<std::string> secure_setting_names(const std::vector<kind_description>& kinds);
 
 } // namespace vantrel::kelvane::probe

@@ -1,5 +1,7 @@
 #include "result_view.hpp"
 
+#include "terminal_text.hpp"
+
 #include <nlohmann/json.hpp>
 
 #include <iomanip>
@@ -13,9 +15,12 @@ constexpr std::int32_t unit_count = 10;
 
 std::string unit_text(std::int32_t unit) {
     switch (unit) {
-    case unit_response_time_ms: return "ms";
-    case unit_count: return "#";
-    default: return "";
+    case unit_response_time_ms:
+        return "ms";
+    case unit_count:
+        return "#";
+    default:
+        return "";
     }
 }
 
@@ -40,13 +45,30 @@ void judge(channel_row& row, const host_wire::ChannelOptions& o, const manifest_
     }
 }
 
-// Characters a terminal shows for UTF-8 text: every byte but continuation bytes.
-std::size_t display_width(const std::string& text) {
-    std::size_t width = 0;
-    for (const unsigned char c : text) {
-        width += (c & 0xC0) != 0x80 ? 1 : 0;
+// A Nagios-style host splits a plug-in's line at the first "|" into message
+// and performance data, and takes further lines as long output: the message
+// has neither, so a DNS answer cannot add a status line or forge data.
+std::string nagios_message(const std::string& text) {
+    std::string out;
+    for (const char c : escape_controls(text)) {
+        if (c == '|') {
+            out += "\\124";
+        } else {
+            out += c;
+        }
     }
-    return width;
+    return out;
+}
+
+// A performance label is quoted; quotes, "=" and "|" would end it early.
+std::string nagios_label(const std::string& name) {
+    std::string label = escape_controls(name);
+    for (auto& c : label) {
+        if (c == '\'' || c == '=' || c == '|') {
+            c = '_';
+        }
+    }
+    return label;
 }
 
 std::string padded(const std::string& text, std::size_t width) {
@@ -58,9 +80,12 @@ std::string padded(const std::string& text, std::size_t width) {
 
 const char* state_name(channel_state state) {
     switch (state) {
-    case channel_state::warning: return "warning";
-    case channel_state::error: return "error";
-    default: return "ok";
+    case channel_state::warning:
+        return "warning";
+    case channel_state::error:
+        return "error";
+    default:
+        return "ok";
     }
 }
 
@@ -122,18 +147,19 @@ std::string render_text(const scan_view& view) {
     for (auto& c : status) {
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     }
-    out << view.kind << ": " << status << " - " << view.message << '\n';
+    out << escape_controls(view.kind) << ": " << status << " - " << escape_controls(view.message) << '\n';
     if (view.response_code != 0 || view.error_code != 0) {
         out << "  response code " << view.response_code << ", error code " << view.error_code << '\n';
     }
     std::size_t width = 0;
     for (const auto& c : view.channels) {
-        width = std::max(width, display_width(c.name));
+        width = std::max(width, display_width(escape_controls(c.name)));
     }
     for (const auto& c : view.channels) {
-        out << "  " << padded(c.name, width + 2) << padded(c.display, 12) << state_name(c.state);
+        out << "  " << padded(escape_controls(c.name), width + 2) << padded(escape_controls(c.display), 12)
+            << state_name(c.state);
         if (!c.limit_message.empty()) {
-            out << "  " << c.limit_message;
+            out << "  " << escape_controls(c.limit_message);
         }
         out << '\n';
     }
@@ -157,7 +183,9 @@ std::string render_json(const scan_view& view) {
                                    {"state", state_name(c.state)},
                                    {"limit_message", c.limit_message}});
     }
-    return doc.dump(2);
+    // Bytes that are not UTF-8 become U+FFFD instead of an exception; control
+    // characters are written as \u escapes by the JSON encoder itself.
+    return doc.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 int nagios_exit_code(const scan_view& view) {
@@ -170,17 +198,11 @@ int nagios_exit_code(const scan_view& view) {
 std::string render_nagios(const scan_view& view) {
     static const char* words[] = {"OK", "WARNING", "CRITICAL"};
     std::ostringstream out;
-    out << "DNS " << words[nagios_exit_code(view)] << " - " << view.message;
+    out << "DNS " << words[nagios_exit_code(view)] << " - " << nagios_message(view.message);
     if (!view.channels.empty()) {
         out << " |";
         for (const auto& c : view.channels) {
-            std::string label = c.name;
-            for (auto& ch : label) {
-                if (ch == '\'' || ch == '=') {
-                    ch = '_';
-                }
-            }
-            out << " '" << label << "'=" << c.value << (c.unit == "ms" ? "ms" : "") << ";;;";
+            out << " '" << nagios_label(c.name) << "'=" << c.value << (c.unit == "ms" ? "ms" : "") << ";;;";
         }
     }
     out << '\n';

@@ -90,12 +90,33 @@ TEST(ResultView, ErrorResultsAreTranslatedFromTheirKey) {
 }
 
 TEST(ResultView, JsonCarriesEveryField) {
-    const auto json = nlohmann::json::parse(render_json(evaluate("dns_v2", result(1, 5, 2), dns_channels(), manifest(), "English")));
+    const auto json =
+        nlohmann::json::parse(render_json(evaluate("dns_v2", result(1, 5, 2), dns_channels(), manifest(), "English")));
     EXPECT_EQ(json["kind"], "dns_v2");
     EXPECT_EQ(json["status"], "ok");
     EXPECT_EQ(json["channels"][2]["value"], 2);
     EXPECT_EQ(json["channels"][2]["state"], "ok");
     EXPECT_EQ(json["channels"][1]["unit"], "ms");
+}
+
+TEST(ResultView, ForeignTextCannotBreakTheOutputFormats) {
+    auto r = result(1, 5, 1);
+    r.mutable_message()->set_english(std::string("OK: TXT=a | 'x'=1;;;\nDNS OK - b\x1b[2J\x07\xff") + '\0' + "end");
+    auto channels = dns_channels();
+    channels[1].set_name_key("Time | 'fake'=9;;;\r\n");
+    const auto view = evaluate("dns_v2", r, channels, manifest(), "English");
+
+    const auto nagios = render_nagios(view);
+    EXPECT_EQ(nagios, "DNS OK - OK: TXT=a \\124 'x'=1;;;\\010DNS OK - b\\027[2J\\007\\255\\000end | "
+                      "'Records Resolved'=1;;; 'Time _ _fake__9;;;\\013\\010'=5ms;;; 'Record Count'=1;;;\n");
+
+    const auto text = render_text(view);
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 4) << text;
+    EXPECT_EQ(text.find_first_of(std::string("\x1b\x07\r\xff") + '\0'), std::string::npos) << text;
+
+    const auto json = nlohmann::json::parse(render_json(view), nullptr, false);
+    ASSERT_FALSE(json.is_discarded()) << "bytes that are not UTF-8 are replaced";
+    EXPECT_EQ(json["message"], std::string("OK: TXT=a | 'x'=1;;;\nDNS OK - b\x1b[2J\x07\xef\xbf\xbd") + '\0' + "end");
 }
 
 } // namespace

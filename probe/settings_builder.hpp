@@ -1,6 +1,7 @@
 #pragma once
 
 #include "manifest_model.hpp"
+#include "secret_filter.hpp"
 
 #include <wexo_host.pb.h>
 
@@ -20,10 +21,16 @@ struct settings_request {
 // Settings for one kind: every setting's manifest default (the probe's own
 // defaults for the common settings), then the settings file, then the
 // assignments. A KEY is a full key ("section.group.setting"), a common key
-// ("host"), or a setting's bare name when only one setting has it. Throws
-// std::runtime_error with a message that lists the valid keys for an unknown
-// key, and names any required setting left empty.
-host_wire::SensorData build_settings(const kind_description& kind, const settings_request& request);
+// ("host"), or a setting's bare name when only one setting has it. Every
+// value is checked against the manifest (check_setting_value).
+//
+// Throws std::runtime_error with a message that lists the valid keys for an
+// unknown key, names any required setting left empty, or says why a value is
+// not allowed. No message quotes the settings file or an argument that is not
+// KEY=VALUE (either may hold a secret). Each secure value read is added to
+// `secrets` (when given) as soon as it is read.
+host_wire::SensorData build_settings(const kind_description& kind, const settings_request& request,
+                                     secret_filter* secrets = nullptr);
 
 // Resolves a KEY as build_settings does. Throws std::runtime_error.
 const setting_description& resolve_setting(const kind_description& kind, const std::string& key);
