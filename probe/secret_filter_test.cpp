@@ -33,6 +33,10 @@ struct argument_case {
     std::string secret;
 };
 
+void PrintTo(const argument_case& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class SecretsFromArguments : public ::testing::TestWithParam<argument_case> {};
 
 TEST_P(SecretsFromArguments, AreFoundWhateverTheSeparator) {

@@ -28,6 +28,10 @@ struct value_case {
     std::string error; // empty: accepted
 };
 
+void PrintTo(const value_case& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class SettingValue : public ::testing::TestWithParam<value_case> {};
 
 TEST_P(SettingValue, IsCheckedAgainstTheManifest) {

@@ -132,6 +132,10 @@ struct file_case {
     std::string error; // after "The settings file PATH " or "In the settings file PATH, "
 };
 
+void PrintTo(const file_case& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class BrokenSettingsFile : public ::testing::TestWithParam<file_case> {};
 
 // The file may hold a secret: an error names a place, a key or a JSON type, never a value.

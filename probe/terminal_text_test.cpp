@@ -11,6 +11,10 @@ struct escape_case {
     std::string shown;
 };
 
+void PrintTo(const escape_case& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class EscapeControls : public ::testing::TestWithParam<escape_case> {};
 
 TEST_P(EscapeControls, OnOneLine) {

@@ -59,6 +59,10 @@ struct secret_case {
     std::string expected_error;
 };
 
+void PrintTo(const secret_case& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class SecretNeverShown : public ::testing::TestWithParam<secret_case> {};
 
 TEST_P(SecretNeverShown, OnAnyPath) {
@@ -183,6 +187,10 @@ struct refusal_case {
     std::vector<std::string> arguments;
     std::string error;
 };
+
+void PrintTo(const refusal_case& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class ProbeRefuses : public ::testing::TestWithParam<refusal_case> {};
 
