@@ -3,8 +3,10 @@
 #include "module_session.hpp"
 
 #include <test_support/fake_dns_server.hpp>
+#include <test_support/small_stack.hpp>
 
 #include <functional>
+#include <optional>
 
 namespace vantrel::kelvane::tests {
 namespace {
@@ -60,8 +62,9 @@ struct message_case {
     std::string message;
 };
 // Cases print as their name in test output.
-void PrintTo(const message_case& c, std::ostream* out) { *out << c.name; }
-
+void PrintTo(const message_case& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class DnsV2Message : public DnsV2Module, public ::testing::WithParamInterface<message_case> {};
 
@@ -122,8 +125,9 @@ struct ptr_case {
     std::string sent; // empty: the scan fails with the IP-parse error and nothing is sent
 };
 // Cases print as their name in test output.
-void PrintTo(const ptr_case& c, std::ostream* out) { *out << c.name; }
-
+void PrintTo(const ptr_case& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class DnsV2Ptr : public DnsV2Module, public ::testing::WithParamInterface<ptr_case> {};
 
@@ -156,56 +160,63 @@ INSTANTIATE_TEST_SUITE_P(
                       ptr_case{"UpperCaseSuffixFails", "1.0.0.127.IN-ADDR.ARPA", ""}),
     [](const auto& info) { return info.param.name; });
 
-struct filter_case {
+// The largest TXT value one TCP answer can carry: 255 full character-strings
+// and the rest of the 65,535 bytes (header 12, question 15, record head 12,
+// one length byte per string).
+std::vector<std::string> largest_txt_strings() {
+    std::vector<std::string> strings(255, std::string(255, 'x'));
+    strings.front().front() = 'a';
+    strings.emplace_back(65'535 - 12 - 15 - 12 - 256 * 255 - 1, 'x');
+    strings.back().back() = 'b';
+    return strings;
+}
+
+struct long_record_case {
     const char* name;
     std::string mode;
-    std::string filter;
-    std::vector<std::string> txt_values;
-    int64_t matched;
+    std::string filter;             // "=" stands for the whole sensor message without "OK: "
+    std::optional<int64_t> matched; // none: the channel is not reported
 };
 // Cases print as their name in test output.
-void PrintTo(const filter_case& c, std::ostream* out) { *out << c.name; }
-
-
-class DnsV2Filter : public DnsV2Module, public ::testing::WithParamInterface<filter_case> {};
-
-TEST_P(DnsV2Filter, MatchedRecordCount) {
-    const auto values = GetParam().txt_values;
-    server.on_request([values](const dns_request& r) {
-        auto action = dns_action::answer();
-        for (const auto& v : values) {
-            action.txt(r.name, {v});
-        }
-        return action;
-    });
-    const auto result = create_and_scan(sensor_settings("zone.test", "TXT", GetParam().mode, GetParam().filter));
-    EXPECT_EQ(result.response_code(), wire::SCAN_OK);
-    const auto channel_values = values_of(result);
-    EXPECT_EQ(channel_values.at(2), static_cast<int64_t>(values.size()));
-    EXPECT_EQ(channel_values.at(3), GetParam().matched);
+void PrintTo(const long_record_case& c, std::ostream* out) {
+    *out << c.name;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Modes, DnsV2Filter,
-    ::testing::Values(
-        filter_case{"WildcardList",
-                    "enabled",
-                    "127.*.1, 10.0.0.1",
-                    {"127.0.0.1", "127.10.20.1", "10.0.0.1", "10.0.0.10", "127.0.0.2"},
-                    3},
-        filter_case{"ValueWithTrailingBlank", "enabled", "127.0.0.1", {"127.0.0.1 ", "127.0.0.1x"}, 1},
-        filter_case{"QuestionMarkIsLiteral", "enabled", "a?c", {"a?c", "abc"}, 1},
-        filter_case{"ExactWholeMessage", "enabled_match_exact", "TXT=a, b", {"b", "a"}, 1},
-        filter_case{"ExactWithTwoRecords", "enabled_match_exact", "TXT=127.0.0.1", {"127.0.0.1", "127.0.0.2"}, 0}),
-    [](const auto& info) { return info.param.name; });
+class DnsV2LongRecord : public DnsV2Module, public ::testing::WithParamInterface<long_record_case> {};
 
-TEST_F(DnsV2Module, ExactModeWithTwoAddressRecordsMatchesNothing) {
+// The filter once recursed per character of a value, and a 5 KB record
+// crashed a thread with a 1 MB stack.
+TEST_P(DnsV2LongRecord, IsFilteredOnASmallStack) {
+    const auto strings = largest_txt_strings();
+    std::string value;
+    for (const auto& s : strings) {
+        value += s;
+    }
     server.on_request(
-        [](const dns_request& r) { return dns_action::answer().a(r.name, "127.0.0.1").a(r.name, "127.0.0.2"); });
-    const auto result = create_and_scan(sensor_settings("zone.test", "A", "enabled_match_exact", "A=127.0.0.1"));
-    EXPECT_EQ(result.message().english(), "OK: A=127.0.0.1, 127.0.0.2");
-    EXPECT_EQ(values_of(result).at(3), 0);
+        [strings](const dns_request& r) { return dns_action::answer().txt(r.name, strings).truncated_over_udp(); });
+    const auto filter = GetParam().filter == "=" ? "TXT=" + value : GetParam().filter;
+    wire::SensorScanResult result;
+    test_support::run_on_stack(test_support::small_stack_bytes, [&] {
+        result = create_and_scan(sensor_settings("zone.test", "TXT", GetParam().mode, filter));
+    });
+    EXPECT_EQ(result.response_code(), wire::SCAN_OK) << result.message().english().substr(0, 200);
+    EXPECT_EQ(result.message().english(), "OK: TXT=" + value);
+    const auto values = values_of(result);
+    EXPECT_EQ(values.at(2), 1);
+    EXPECT_EQ(values.contains(3) ? std::optional(values.at(3)) : std::nullopt, GetParam().matched);
+    const auto requests = server.requests();
+    ASSERT_FALSE(requests.empty());
+    EXPECT_EQ(requests.back().transport, test_support::dns_transport::tcp);
 }
+
+INSTANTIATE_TEST_SUITE_P(FilterModes, DnsV2LongRecord,
+                         ::testing::Values(long_record_case{"Off", "disabled", "", std::nullopt},
+                                           long_record_case{"Star", "enabled", "*", 1},
+                                           long_record_case{"Prefix", "enabled", "a*", 1},
+                                           long_record_case{"Infix", "enabled", "*b*", 1},
+                                           long_record_case{"NoMatchAfterAFullSearch", "enabled", "a*y*", 0},
+                                           long_record_case{"Exact", "enabled_match_exact", "=", 1}),
+                         [](const auto& info) { return info.param.name; });
 
 TEST_F(DnsV2Module, NoRecordsIsASuccessWithZeroValues) {
     server.on_request([](const dns_request& r) { return dns_action::answer().cname(r.name, "elsewhere.test"); });
@@ -246,8 +257,9 @@ struct channel_case {
     bool matched_value;
 };
 // Cases print as their name in test output.
-void PrintTo(const channel_case& c, std::ostream* out) { *out << c.name; }
-
+void PrintTo(const channel_case& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class DnsV2Channels : public DnsV2Module, public ::testing::WithParamInterface<channel_case> {};
 
@@ -278,8 +290,9 @@ struct creation_case {
     std::string refusal; // empty: created
 };
 // Cases print as their name in test output.
-void PrintTo(const creation_case& c, std::ostream* out) { *out << c.name; }
-
+void PrintTo(const creation_case& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class DnsV2Creation : public DnsV2Module, public ::testing::WithParamInterface<creation_case> {};
 

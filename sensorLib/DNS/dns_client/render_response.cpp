@@ -15,7 +15,29 @@ void write_section(std::ostream& out, const char* heading,
     out << '\n';
 }
 
+void check_codes(const dns_result_record& record) {
+    (void)ns_class_name(record.dns_class);
+    (void)ns_type_name(record.type);
+}
+
+void check_section(const std::vector<std::shared_ptr<dns_result_record>>& records) {
+    for (const auto& record : records) {
+        check_codes(*record);
+    }
+}
+
 } // namespace
+
+void check_renderable(const dns_query_result& result) {
+    (void)ns_opcode_name(result.opcode);
+    (void)ns_rcode_name(result.rcode);
+    for (const auto& question : result.questions) {
+        check_codes(question);
+    }
+    check_section(result.answers);
+    check_section(result.authorities);
+    check_section(result.additionals);
+}
 
 void render_response(std::ostream& out, const dns_query_result& result) {
     out << "; <<>> Wexo DNS <<>>\n"

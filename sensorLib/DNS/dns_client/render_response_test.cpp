@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <sstream>
+#include <string>
+#include <vector>
 
 namespace vantrel::kelvane::dns {
 namespace {
@@ -83,6 +86,49 @@ TEST(RenderResponse, UnknownCodesThrowMidwayAndKeepWhatWasWritten) {
     bad_type.questions.front().type = 99;
     std::ostringstream type_out;
     EXPECT_THROW(type_out << bad_type, exceptions::invalid_ns_type);
+}
+
+// The catalogue key and arguments of what `call` throws; empty when it throws nothing.
+std::string failure_of(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const exceptions::exception& e) {
+        std::string text = e.message_key().key();
+        for (const auto& argument : e.message_key().arguments()) {
+            text += " " + argument;
+        }
+        return text;
+    }
+    return {};
+}
+
+TEST(CheckRenderable, ThrowsWhatRenderingThrowsFirst) {
+    const std::vector<std::function<void(dns_query_result&)>> spoils = {
+        [](dns_query_result&) {},
+        [](dns_query_result& r) { r.rcode = 11; },
+        [](dns_query_result& r) {
+            r.rcode = 11;
+            r.opcode = 3;
+        },
+        [](dns_query_result& r) {
+            r.questions.front().dns_class = 2;
+            r.questions.front().type = 99;
+        },
+        [](dns_query_result& r) {
+            r.additionals.push_back(std::make_shared<dns_a_record>("x", 99, 1, 1, "1.2.3.4"));
+            r.authorities.push_back(std::make_shared<dns_a_record>("x", 1, 4711, 1, "1.2.3.4"));
+        },
+    };
+    for (std::size_t i = 0; i < spoils.size(); ++i) {
+        auto result = one_answer();
+        spoils[i](result);
+        const auto rendering = failure_of([&] {
+            std::ostringstream out;
+            render_response(out, result);
+        });
+        EXPECT_EQ(failure_of([&] { check_renderable(result); }), rendering) << "case " << i;
+        EXPECT_EQ(rendering.empty(), i == 0) << "case " << i;
+    }
 }
 
 } // namespace

@@ -97,9 +97,9 @@ dns_client_interface& dns_sensor::client() {
     return *dns_client_;
 }
 
-const std::regex& dns_sensor::filter_regex() {
+const record_filter& dns_sensor::filter_regex() {
     if (!filter_regex_) {
-        filter_regex_.emplace(compile_record_filter(settings().filter));
+        filter_regex_.emplace(settings().filter);
     }
     return *filter_regex_;
 }
@@ -124,6 +124,9 @@ void dns_sensor::scan_work() {
         std::ostringstream rendered;
         render_response(rendered, response);
         log(rendered.str());
+    } else {
+        // An answer that cannot be rendered fails the scan either way.
+        check_renderable(response);
     }
 
     auto records = collect_records(response, type_text);

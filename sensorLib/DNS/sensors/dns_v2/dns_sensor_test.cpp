@@ -10,6 +10,7 @@
 #include <ostream>
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -153,8 +154,9 @@ struct scan_case {
     std::map<int, std::int64_t> values;
 };
 // Cases print as their name in test output.
-void PrintTo(const scan_case& c, std::ostream* out) { *out << c.name; }
-
+void PrintTo(const scan_case& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class DnsSensorScan : public DnsSensor, public ::testing::WithParamInterface<scan_case> {};
 
@@ -238,23 +240,55 @@ TEST_F(DnsSensor, WithLoggingOnTheSensorLogShowsBannersAnswerAndMessage) {
     EXPECT_EQ(lines.back(), "#################### Cleaning Up  ####################");
 }
 
-TEST_F(DnsSensor, WithLoggingOffTheAnswerIsNeverRendered) {
-    // An opcode without a name makes rendering throw: only a sensor that
-    // renders fails its scan.
-    dns->response.opcode = 3;
-    dns->response.answers = {a("10.0.0.1")};
-    auto quiet = make(sensor_settings());
-    EXPECT_EQ(scan(*quiet).response_code(), wire::SCAN_OK);
-    quiet.reset();
-    EXPECT_TRUE(host.take_log_lines(wire::LogMessage::SENSOR).empty());
-
-    auto s = sensor_settings();
-    s.logging = settings::logging::enabled;
-    auto verbose = make(s);
-    const auto result = scan(*verbose);
-    EXPECT_EQ(result.response_code(), wire::SCAN_ERROR);
-    EXPECT_EQ(result.message().key(), "error.invalid_ns_opcode");
+struct unnamed_code_case {
+    const char* name;
+    std::function<void(dns_query_result&)> spoil;
+    std::string key;
+    std::string argument;
+};
+// Cases print as their name in test output.
+void PrintTo(const unnamed_code_case& c, std::ostream* out) {
+    *out << c.name;
 }
+
+class DnsSensorUnnamedCode : public DnsSensor, public ::testing::WithParamInterface<unnamed_code_case> {};
+
+// The answer is only rendered when the sensor logs; a number without a name
+// must fail the scan all the same, with the same error.
+TEST_P(DnsSensorUnnamedCode, FailsTheScanWhetherOrNotItLogs) {
+    dns->response.answers = {a("10.0.0.1")};
+    dns->response.questions.emplace_back("host.test", 1, 1);
+    GetParam().spoil(dns->response);
+    for (const auto logging : {settings::logging::disabled, settings::logging::enabled}) {
+        auto s = sensor_settings();
+        s.logging = logging;
+        auto sensor = make(s);
+        const auto result = scan(*sensor);
+        EXPECT_EQ(result.response_code(), wire::SCAN_ERROR);
+        EXPECT_EQ(result.message().key(), "error." + GetParam().key);
+        const auto& arguments = result.message().arguments();
+        EXPECT_EQ(std::vector<std::string>(arguments.begin(), arguments.end()),
+                  std::vector<std::string>{GetParam().argument});
+        EXPECT_TRUE(result.values().empty());
+        sensor.reset();
+        const auto lines = host.take_log_lines(wire::LogMessage::SENSOR);
+        EXPECT_EQ(lines.empty(), logging == settings::logging::disabled) << "nothing is logged with logging off";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Codes, DnsSensorUnnamedCode,
+    ::testing::Values(unnamed_code_case{"Rcode", [](dns_query_result& r) { r.rcode = 11; }, "invalid_ns_rcode", "11"},
+                      unnamed_code_case{"Opcode", [](dns_query_result& r) { r.opcode = 3; }, "invalid_ns_opcode", "3"},
+                      unnamed_code_case{"QuestionClass", [](dns_query_result& r) { r.questions.front().dns_class = 2; },
+                                        "invalid_ns_class", "2"},
+                      unnamed_code_case{"AdditionalType",
+                                        [](dns_query_result& r) {
+                                            r.additionals.push_back(
+                                                std::make_shared<dns_a_record>("x.test", 99, 1, 300, "1.2.3.4"));
+                                        },
+                                        "invalid_ns_type", "99"}),
+    [](const auto& info) { return info.param.name; });
 
 TEST(DnsSensorChannels, NamesAndUnknownIds) {
     EXPECT_EQ(dns_sensor::channel_name(0), "records_resolved");

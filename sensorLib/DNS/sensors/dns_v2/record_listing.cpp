@@ -1,10 +1,8 @@
 #include <dns/ns_code_maps.hpp>
 #include <dns/record_listing.hpp>
-#include <dns/wildcard_to_regex.hpp>
 
 #include <algorithm>
 #include <cctype>
-#include <unordered_set>
 
 namespace vantrel::kelvane::dns {
 
@@ -77,39 +75,10 @@ std::string_view trim_blank(std::string_view text) noexcept {
     return text;
 }
 
-std::regex compile_record_filter(std::string_view filter) {
-    std::unordered_set<std::string_view> pieces;
-    while (true) {
-        const auto comma = filter.find(',');
-        const auto piece = trim_blank(filter.substr(0, comma));
-        // A stray comma or a blank entry must not turn into "^$", which would
-        // quietly match nothing the user asked for.
-        if (!piece.empty()) {
-            pieces.insert(piece);
-        }
-        if (comma == std::string_view::npos) {
-            break;
-        }
-        filter.remove_prefix(comma + 1);
-    }
-    std::string pattern;
-    for (const auto piece : pieces) {
-        if (!pattern.empty()) {
-            pattern.push_back('|');
-        }
-        pattern.append("^").append(wildcard_to_regex(piece, wildcard_mode::star_only)).append("$");
-    }
-    if (pattern.empty()) {
-        pattern = ".*";
-    }
-    return std::regex(pattern, std::regex::ECMAScript);
-}
-
-std::int64_t count_matching(const std::vector<listed_record>& records, const std::regex& filter) {
+std::int64_t count_matching(const std::vector<listed_record>& records, const record_filter& filter) {
     std::int64_t count = 0;
     for (const auto& r : records) {
-        const auto value = trim_blank(r.value);
-        if (std::regex_search(value.begin(), value.end(), filter)) {
+        if (filter.matches(trim_blank(r.value))) {
             ++count;
         }
     }

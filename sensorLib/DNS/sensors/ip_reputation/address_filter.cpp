@@ -1,22 +1,13 @@
 #include <dns/address_filter.hpp>
 
+#include <dns/blacklist_patterns.hpp>
 #include <dns/exceptions.hpp>
 
 #include <optional>
-#include <regex>
 #include <string>
 
 namespace vantrel::kelvane::dns {
 namespace {
-
-const std::regex& filter_pattern() {
-    static const std::regex pattern = [] {
-        const std::string octet = R"((\d{1,3}|\[\d{1,3}\.\.\d{1,3}\]|\[\d{1,3}(?:;\d{1,3})+\]))";
-        return std::regex("^" + octet + R"(\.)" + octet + R"(\.)" + octet + R"(\.)" + octet + "$",
-                          std::regex::ECMAScript);
-    }();
-    return pattern;
-}
 
 std::optional<std::array<std::uint8_t, 4>> parse_ipv4(std::string_view text) {
     std::array<std::uint8_t, 4> octets{};
@@ -57,15 +48,13 @@ bool address_filter::matches(std::string_view answer) const {
 }
 
 address_filter parse_address_filter(std::string_view text) {
-    std::cmatch groups;
-    if (text.size() > max_address_filter_length ||
-        !std::regex_match(text.data(), text.data() + text.size(), groups, filter_pattern())) {
+    const auto octet_texts = split_address_filter(text);
+    if (!octet_texts) {
         throw exceptions::dns_server_filter_invalid(std::string(text));
     }
     address_filter filter;
     for (std::size_t i = 0; i < filter.octets.size(); ++i) {
-        const auto& group = groups[static_cast<int>(i) + 1];
-        filter.octets[i] = parse_octet_filter(std::string_view(group.first, static_cast<std::size_t>(group.length())));
+        filter.octets[i] = parse_octet_filter((*octet_texts)[i]);
     }
     return filter;
 }

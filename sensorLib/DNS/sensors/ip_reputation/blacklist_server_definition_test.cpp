@@ -2,6 +2,7 @@
 #include <dns/exceptions.hpp>
 
 #include <gtest/gtest.h>
+#include <test_support/small_stack.hpp>
 
 #include <functional>
 #include <ostream>
@@ -112,12 +113,29 @@ INSTANTIATE_TEST_SUITE_P(Lines, RefusedLine,
                                          refused_line{"FirstOctetErrorWins", "z=1.256.[3..1].1", value, "256"}),
                          [](const auto& info) { return info.param.name; });
 
-TEST(BlacklistServerDefinition, OverlongLineIsRefusedNotRecursedInto) {
-    const std::string line(200'000, 'z');
-    EXPECT_EQ(error_of([&] { parse_blacklist_server_definition(line, reversed); }).key(),
-              "error.dns_server_definition_invalid");
-    const std::string longest(max_definition_length, 'z');
-    EXPECT_EQ(parse_blacklist_server_definition(longest, reversed).server, longest);
+// Lines were once matched by a regex engine that recursed per character,
+// which crashed such a thread long before these lengths.
+TEST(BlacklistServerDefinition, LongLinesAreParsedAndScoredOnASmallStack) {
+    std::string every_value = "[0";
+    for (int v = 1; v < 256; ++v) {
+        every_value += ";" + std::to_string(v);
+    }
+    every_value += "]";
+    const std::string line = "zone.test=" + every_value + "." + every_value + "." + every_value + "." + every_value;
+    ASSERT_EQ(line.size(), 3'673u);
+    const std::string long_zone(200'000, 'z');
+    const std::string long_garbage = "z=" + std::string(200'000, '1') + "*1";
+    test_support::run_on_stack(test_support::small_stack_bytes, [&] {
+        const auto definition = parse_blacklist_server_definition(line, reversed);
+        ASSERT_TRUE(definition.filter);
+        EXPECT_EQ(std::get<octet_list>(definition.filter->octets[3]).values.size(), 256u);
+        EXPECT_EQ(definition.score_for("127.0.0.2"), 1);
+        EXPECT_EQ(definition.score_for("255.254.0.1"), 1);
+        EXPECT_EQ(definition.score_for("::1"), 0);
+        EXPECT_EQ(parse_blacklist_server_definition(long_zone, reversed).server, long_zone);
+        EXPECT_EQ(error_of([&] { parse_blacklist_server_definition(long_garbage, reversed); }).key(),
+                  "error.dns_server_filter_invalid");
+    });
 }
 
 TEST(BlacklistServerDefinition, ScoreForCountsEveryAnswerWithoutFilterAndOnlyMatchesWithOne) {

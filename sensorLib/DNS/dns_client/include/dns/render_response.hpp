@@ -13,6 +13,13 @@ namespace vantrel::kelvane::dns {
 // _class, _type) for a number without a name; what was written stays written.
 void render_response(std::ostream& out, const dns_query_result& result);
 
+// Throws exactly what render_response would throw for `result`, and nothing
+// when it would succeed, without building any text: the same code-map
+// look-ups (opcode, rcode, then class and type of every question and record,
+// section by section) in the same order. A scan that does not log its answer
+// calls this, so that its result never depends on logging.
+void check_renderable(const dns_query_result& result);
+
 // Same as render_response; returns `out`.
 std::ostream& operator<<(std::ostream& out, const dns_query_result& result);
 

@@ -6,13 +6,13 @@
 
 #include <dns/dns_client_interface.hpp>
 #include <dns/dns_v2_settings.hpp>
+#include <dns/record_filter.hpp>
 
 #include <libwexohelper/sensors/sensor_base.hpp>
 
 #include <map>
 #include <memory>
 #include <optional>
-#include <regex>
 #include <string>
 
 namespace vantrel::kelvane::dns {
@@ -44,10 +44,10 @@ private:
     void scan_work() override;
 
     dns_client_interface& client();
-    const std::regex& filter_regex();
+    const record_filter& filter_regex();
 
     std::unique_ptr<dns_client_interface> dns_client_;
-    std::optional<std::regex> filter_regex_;
+    std::optional<record_filter> filter_regex_;
 };
 
 } // namespace vantrel::kelvane::dns

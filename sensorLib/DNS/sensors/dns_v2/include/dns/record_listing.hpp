@@ -4,9 +4,9 @@
 // All functions are pure and thread-safe.
 
 #include <dns/dns_query_result.hpp>
+#include <dns/record_filter.hpp>
 
 #include <cstdint>
-#include <regex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,16 +35,8 @@ std::string list_records(std::vector<listed_record>& records);
 // `text` without the characters at either end for which isspace or iscntrl holds.
 std::string_view trim_blank(std::string_view text) noexcept;
 
-// The expression of a wildcard filter list such as "127.*.1, 10.0.0.1": the
-// pieces between commas, trimmed, without duplicates, each a whole-text match
-// of its wildcard_to_regex (star_only mode), joined as alternatives. Pieces
-// that are empty after trimming are left out; a filter without any piece gives
-// ".*", which matches every value. Throws std::regex_error if the expression
-// cannot be compiled.
-std::regex compile_record_filter(std::string_view filter);
-
-// How many of `records` have a trimmed value text that `filter` finds.
-std::int64_t count_matching(const std::vector<listed_record>& records, const std::regex& filter);
+// How many of `records` have a trimmed value text that `filter` matches.
+std::int64_t count_matching(const std::vector<listed_record>& records, const record_filter& filter);
 
 // 1 when the trimmed `message` equals `filter` exactly (the filter is not trimmed), else 0.
 std::int64_t count_exact_match(std::string_view message, std::string_view filter);

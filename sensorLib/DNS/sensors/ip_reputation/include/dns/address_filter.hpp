@@ -3,15 +3,9 @@
 #include <dns/octet_filter.hpp>
 
 #include <array>
-#include <cstddef>
 #include <string_view>
 
 namespace vantrel::kelvane::dns {
-
-// Longest filter text accepted. The standard library's regex engine recurses
-// once per input character, so unbounded input could exhaust a scan thread's
-// stack; no sensible filter comes near this length.
-inline constexpr std::size_t max_address_filter_length = 1024;
 
 // Which DNSBL answer addresses count as a listing: one condition per octet of
 // an IPv4 address, first octet first.
@@ -30,9 +24,8 @@ struct address_filter {
 // Parses a filter such as "127.0.[0..9].[2;4]": four octet filters (see
 // parse_octet_filter) joined by ".", nothing before or after, no blanks.
 // Throws exceptions::dns_server_filter_invalid with `text` when the text does
-// not have that shape or is longer than max_address_filter_length; otherwise
-// the first error of parse_octet_filter over the octets in order.
-// Thread-safe; the pattern is compiled once per process on first use.
+// not have that shape; otherwise the first error of parse_octet_filter over
+// the octets in order. No length is too long. Thread-safe.
 address_filter parse_address_filter(std::string_view text);
 
 } // namespace vantrel::kelvane::dns

@@ -2,17 +2,12 @@
 
 #include <dns/address_filter.hpp>
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace vantrel::kelvane::dns {
-
-// Longest definition line accepted, for the same stack-depth reason as
-// max_address_filter_length. A zone name is at most 253 characters.
-inline constexpr std::size_t max_definition_length = 1024;
 
 // One DNSBL server from the "blacklist_servers" setting, written as
 // "zone[=filter][*score]".
@@ -38,9 +33,8 @@ struct blacklist_server_definition {
 // (anything but "*"), optionally "*" and a score of one to nine digits with an
 // optional "-". Nothing is trimmed.
 // Throws exceptions::dns_server_definition_invalid with the whole line when the
-// line does not have that shape or is longer than max_definition_length;
-// otherwise whatever parse_address_filter throws for the filter text.
-// Thread-safe; the pattern is compiled once per process on first use.
+// line does not have that shape; otherwise whatever parse_address_filter throws
+// for the filter text. No length is too long. Thread-safe.
 blacklist_server_definition parse_blacklist_server_definition(std::string_view line, std::string_view reversed_address);
 
 } // namespace vantrel::kelvane::dns
