@@ -11,6 +11,7 @@
 #include <dns/record_listing.hpp>
 #include <dns/wildcard_to_regex.hpp>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -34,13 +35,21 @@ constexpr std::size_t longest_input = 300;
     std::abort();
 }
 
-// The filter's expression exactly as the sensor's description builds it.
+// Every star more makes std::regex's backtracking slower by a factor of the
+// value's length; three leave room for two literals between stars.
+constexpr std::size_t most_stars_per_piece = 3;
+
+// The filter's expression exactly as the sensor's description builds it;
+// nothing when std::regex cannot compile it or it has too many stars.
 std::optional<std::regex> filter_expression(std::string_view filter) {
     std::unordered_set<std::string> pieces;
     std::size_t start = 0;
     while (true) {
         const auto comma = filter.find(',', start);
         const auto piece = trim_blank(filter.substr(start, comma == std::string_view::npos ? comma : comma - start));
+        if (static_cast<std::size_t>(std::count(piece.begin(), piece.end(), '*')) > most_stars_per_piece) {
+            return std::nullopt;
+        }
         if (!piece.empty()) {
             pieces.emplace(piece);
         }
