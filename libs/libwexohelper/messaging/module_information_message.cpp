@@ -1,65 +1,12 @@
 #include <libwexohelper/messaging/module_information_message.hpp>
 
+#include <libstringutils/json_skim.hpp>
 #include <wexo.pb.h>
 
-#include <optional>
-
 namespace vantrel::kelvane::libwexohelper::messaging {
-namespace {
-
-std::size_t skip_space(std::string_view s, std::size_t i) {
-    while (i < s.size() && (s[i] == ' ' || s[i] == '\t' || s[i] == '\n' || s[i] == '\r')) {
-        ++i;
-    }
-    return i;
-}
-
-// Index just past the string that starts at s[i] == '"'.
-std::optional<std::size_t> skip_string(std::string_view s, std::size_t i) {
-    for (++i; i < s.size(); ++i) {
-        if (s[i] == '\\') {
-            ++i;
-        } else if (s[i] == '"') {
-            return i + 1;
-        }
-    }
-    return std::nullopt;
-}
-
-// Index just past the JSON value that starts at s[i].
-std::optional<std::size_t> skip_value(std::string_view s, std::size_t i) {
-    int depth = 0;
-    while (i < s.size()) {
-        const char c = s[i];
-        if (c == '"') {
-            const auto end = skip_string(s, i);
-            if (!end) {
-                return std::nullopt;
-            }
-            i = *end;
-            if (depth == 0) {
-                return i;
-            }
-            continue;
-        }
-        if (c == '{' || c == '[') {
-            ++depth;
-        } else if (c == '}' || c == ']') {
-            if (depth == 0) {
-                return i; // end of a scalar value at the end of its container
-            }
-            if (--depth == 0) {
-                return i + 1;
-            }
-        } else if (depth == 0 && (c == ',')) {
-            return i;
-        }
-        ++i;
-    }
-    return depth == 0 ? std::optional<std::size_t>(i) : std::nullopt;
-}
-
-} // namespace
+using libstringutils::json_skim::skip_space;
+using libstringutils::json_skim::skip_string;
+using libstringutils::json_skim::skip_value;
 
 std::string without_top_level_member(std::string_view json, std::string_view key) {
     std::size_t i = skip_space(json, 0);

@@ -1,0 +1,33 @@
+#pragma once
+
+// Walking a JSON text without parsing it: enough to find, drop or pick the
+// members of a large document (the module's manifest) at a fraction of a
+// full parse. The text is trusted to be JSON; on anything else the walkers
+// give up (nullopt / false) rather than guess.
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string_view>
+
+namespace vantrel::kelvane::libstringutils::json_skim {
+
+// Index of the first character at or after i that is not JSON white space.
+std::size_t skip_space(std::string_view json, std::size_t i) noexcept;
+
+// Index just past the string that starts at json[i] == '"'.
+std::optional<std::size_t> skip_string(std::string_view json, std::size_t i) noexcept;
+
+// Index just past the value that starts at json[i]; for a scalar that ends
+// its container, the index of the closing bracket.
+std::optional<std::size_t> skip_value(std::string_view json, std::size_t i) noexcept;
+
+// Calls `member(key, value_begin, value_end)` for each member of the object
+// that starts at json[i] == '{', in order; `key` is the raw text between the
+// quotes. Stops early when `member` returns false. False when the text is not
+// an object as far as the walk could tell.
+bool for_each_member(
+    std::string_view json, std::size_t i,
+    const std::function<bool(std::string_view key, std::size_t value_begin, std::size_t value_end)>& member);
+
+} // namespace vantrel::kelvane::libstringutils::json_skim

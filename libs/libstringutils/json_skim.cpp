@@ -1,0 +1,107 @@
+#include <libstringutils/json_skim.hpp>
+
+#include <cstring>
+
+namespace vantrel::kelvane::libstringutils::json_skim {
+
+std::size_t skip_space(std::string_view s, std::size_t i) noexcept {
+    while (i < s.size() && (s[i] == ' ' || s[i] == '\t' || s[i] == '\n' || s[i] == '\r')) {
+        ++i;
+    }
+    return i;
+}
+
+std::optional<std::size_t> skip_string(std::string_view s, std::size_t i) noexcept {
+    // Most of a manifest is text inside strings: jump from quote to quote
+    // (memchr) and only then ask whether backslashes escape the quote found.
+    const char* const data = s.data();
+    for (++i; i < s.size();) {
+        const void* found = std::memchr(data + i, '"', s.size() - i);
+        if (found == nullptr) {
+            return std::nullopt;
+        }
+        const std::size_t quote = static_cast<std::size_t>(static_cast<const char*>(found) - data);
+        std::size_t backslashes = 0;
+        while (quote - backslashes > i && data[quote - backslashes - 1] == '\\') {
+            ++backslashes;
+        }
+        if (backslashes % 2 == 0) {
+            return quote + 1;
+        }
+        i = quote + 1;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::size_t> skip_value(std::string_view s, std::size_t i) noexcept {
+    int depth = 0;
+    while (i < s.size()) {
+        const char c = s[i];
+        if (c == '"') {
+            const auto end = skip_string(s, i);
+            if (!end) {
+                return std::nullopt;
+            }
+            i = *end;
+            if (depth == 0) {
+                return i;
+            }
+            continue;
+        }
+        if (c == '{' || c == '[') {
+            ++depth;
+        } else if (c == '}' || c == ']') {
+            if (depth == 0) {
+                return i; // end of a scalar value at the end of its container
+            }
+            if (--depth == 0) {
+                return i + 1;
+            }
+        } else if (depth == 0 && c == ',') {
+            return i;
+        }
+        ++i;
+    }
+    return depth == 0 ? std::optional<std::size_t>(i) : std::nullopt;
+}
+
+bool for_each_member(std::string_view json, std::size_t i,
+                     const std::function<bool(std::string_view, std::size_t, std::size_t)>& member) {
+    if (i >= json.size() || json[i] != '{') {
+        return false;
+    }
+    i = skip_space(json, i + 1);
+    if (i < json.size() && json[i] == '}') {
+        return true;
+    }
+    while (i < json.size() && json[i] == '"') {
+        const auto key_end = skip_string(json, i);
+        if (!key_end) {
+            return false;
+        }
+        const std::string_view key = json.substr(i + 1, *key_end - i - 2);
+        i = skip_space(json, *key_end);
+        if (i >= json.size() || json[i] != ':') {
+            return false;
+        }
+        const std::size_t value_begin = skip_space(json, i + 1);
+        const auto value_end = skip_value(json, value_begin);
+        if (!value_end) {
+            return false;
+        }
+        if (!member(key, value_begin, *value_end)) {
+            return true;
+        }
+        i = skip_space(json, *value_end);
+        if (i < json.size() && json[i] == '}') {
+            return true;
+        }
+        if (i >= json.size() || json[i] != ',') {
+            return false;
+        }
+        i = skip_space(json, i + 1);
+    }
+    return false;
+}
+
+} // namespace vantrel::kelvane::libstringutils::json_skim
