@@ -98,6 +98,23 @@ std::string escape_invalid_utf8(std::string_view text) {
     return out;
 }
 
+std::string escape_control_characters(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (const char c : text) {
+        const auto value = static_cast<std::uint8_t>(c);
+        if (value >= 0x20 && value != 0x7f) {
+            out.push_back(c);
+            continue;
+        }
+        out.push_back('\\');
+        out.push_back(static_cast<char>('0' + value / 100));
+        out.push_back(static_cast<char>('0' + value / 10 % 10));
+        out.push_back(static_cast<char>('0' + value % 10));
+    }
+    return out;
+}
+
 void make_valid_utf8(std::string& text) {
     if (!is_valid_utf8(text)) {
         text = escape_invalid_utf8(text);

@@ -44,5 +44,10 @@ INSTANTIATE_TEST_SUITE_P(Cases, utf8_escaping,
                                            utf8_case{"valid_after_invalid", "\xe9\xc3\xa9", "\\233\xc3\xa9"}),
                          [](const auto& info) { return std::string(info.param.name); });
 
+TEST(ControlCharacters, EveryC0CharacterAndDelBecomeDecimalEscapes) {
+    EXPECT_EQ(escape_control_characters(std::string("x | fake=1\nDNS OK\x1b[2J\a\0\x7f\xc3\xa9", 26)),
+              "x | fake=1\\010DNS OK\\027[2J\\007\\000\\127\xc3\xa9");
+}
+
 } // namespace
 } // namespace vantrel::kelvane::libstringutils

@@ -155,10 +155,11 @@ TEST_F(ProbeScan, AForgedTxtRecordStaysInert) {
     EXPECT_FALSE(has_raw_control(text.out, true)) << text.out;
     EXPECT_EQ(std::count(text.out.begin(), text.out.end(), '\n'), 4) << "status line and three channels:\n" << text.out;
     EXPECT_NE(text.out.find("all good\\027]0;owned\\007\\027[2J"), std::string::npos) << text.out;
-    // The sensor log keeps its line breaks (a break inside a record's text is
-    // the module's to escape); every other control character is shown escaped.
+    // The sensor log keeps the line breaks of the dig-style answer; the module
+    // escapes those inside a record's text, so no log line reads as a status.
     EXPECT_FALSE(has_raw_control(text.err, true)) << text.err;
     EXPECT_NE(text.err.find("ANSWER SECTION"), std::string::npos) << text.err;
+    EXPECT_EQ(text.err.find("\nDNS OK"), std::string::npos) << text.err;
     EXPECT_EQ((text.out + text.err).find(secret), std::string::npos);
 
     const auto nagios = run(scan({"--format", "nagios"}));

@@ -1,16 +1,27 @@
 #include <dns/render_response.hpp>
 
 #include <dns/ns_code_maps.hpp>
+#include <libstringutils/utf8.hpp>
+
+#include <sstream>
 
 namespace vantrel::kelvane::dns {
 namespace {
+
+// A record's texts are the sender's: a line break or an escape sequence in a
+// TXT string must not start a line of its own in the log or reach a
+// terminal, so each record's line is written with its controls escaped.
+void write_record_line(std::ostream& out, const dns_result_record& record) {
+    std::ostringstream line;
+    record.write_line(line);
+    out << libstringutils::escape_control_characters(line.str()) << '\n';
+}
 
 void write_section(std::ostream& out, const char* heading,
                    const std::vector<std::shared_ptr<dns_result_record>>& records) {
     out << heading;
     for (const auto& record : records) {
-        record->write_line(out);
-        out << '\n';
+        write_record_line(out, *record);
     }
     out << '\n';
 }
@@ -73,8 +84,7 @@ void render_response(std::ostream& out, const dns_query_result& result) {
 
     out << ";; QUESTION SECTION:\n";
     for (const auto& question : result.questions) {
-        question.write_line(out);
-        out << '\n';
+        write_record_line(out, question);
     }
     out << '\n';
     write_section(out, ";; ANSWER SECTION:\n", result.answers);

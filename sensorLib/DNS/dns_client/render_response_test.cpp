@@ -49,6 +49,18 @@ TEST(RenderResponse, WritesTheWholeAnswerLineByLine) {
                              "\n");
 }
 
+TEST(RenderResponse, ControlCharactersOfARecordStayOnItsLine) {
+    dns_query_result result = one_answer();
+    result.answers.push_back(
+        std::make_shared<dns_txt_record>("example", 16, 1, 300, "x | fake=1;;;\nDNS OK - all good\x1b[2J\a"));
+    std::ostringstream out;
+    out << result;
+    const std::string text = out.str();
+    EXPECT_NE(text.find("x | fake=1;;;\\010DNS OK - all good\\027[2J\\007\n"), std::string::npos) << text;
+    EXPECT_EQ(text.find('\x1b'), std::string::npos);
+    EXPECT_EQ(text.find("\nDNS OK"), std::string::npos);
+}
+
 TEST(RenderResponse, FlagsFollowTheirFixedOrderAndEmptySectionsKeepHeadings) {
     dns_query_result nodata;
     nodata.tc = true;

@@ -15,6 +15,11 @@ bool is_valid_utf8(std::string_view text) noexcept;
 // returned unchanged. Thread-safe.
 std::string escape_invalid_utf8(std::string_view text);
 
+// `text` with every C0 control character (line breaks included) and DEL
+// written as \DDD, so that a text from outside stays on its one line of a
+// log and cannot steer a terminal. Everything else is kept. Thread-safe.
+std::string escape_control_characters(std::string_view text);
+
 // In place: leaves `text` untouched (and unallocated) when it is already valid.
 void make_valid_utf8(std::string& text);
 

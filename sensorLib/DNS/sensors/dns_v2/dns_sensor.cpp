@@ -5,6 +5,7 @@
 #include <dns/manifest.hpp>
 #include <dns/record_listing.hpp>
 #include <dns/render_response.hpp>
+#include <libstringutils/utf8.hpp>
 
 #include <array>
 #include <sstream>
@@ -156,7 +157,8 @@ void dns_sensor::scan_work() {
         set_value(result, matched_record_count_channel, matched_count);
     }
     if (logging) {
-        log("Response Message is: " + result.response_message());
+        // One line, whatever the records hold.
+        log("Response Message is: " + libstringutils::escape_control_characters(result.response_message()));
     }
     send(result);
 }
