@@ -1,6 +1,7 @@
 #include <libstringutils/format.hpp>
 
 #include <libstringutils/exceptions.hpp>
+#include <libstringutils/to_long.hpp>
 
 #include <cctype>
 #include <string>
@@ -29,7 +30,7 @@ std::string format(std::string_view text, const std::vector<std::string>& argume
         const bool has_digits = digits_end > percent + 1;
         if (has_digits && text.substr(digits_end, 2) == ":s") {
             const std::string digits(text.substr(percent + 1, digits_end - percent - 1));
-            const long index = std::stol(digits);
+            const long index = to_long(digits);
             if (static_cast<unsigned long>(index) >= arguments.size()) {
                 throw exceptions::placeholder_index_not_in_arguments(digits);
             }

@@ -5,6 +5,10 @@
 #include <dns/manifest.hpp>
 
 #include <algorithm>
+#include <atomic>
+#include <future>
+#include <ostream>
+#include <thread>
 
 namespace vantrel::kelvane::tests {
 namespace {
@@ -136,12 +140,14 @@ TEST_F(ModuleExports, RefusalsHaveTheirOwnCodeAndAReasonInTheRuntimeLog) {
 
     const auto unknown = settings_bytes("no_such_sensor");
     EXPECT_EQ(module.create_sensor_instance(1, bytes_of(unknown), size_of(unknown)), 4);
-    EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(), "unknown sensor kind \"no_such_sensor\""));
+    EXPECT_TRUE(
+        any_line_contains(message_log::instance().take_runtime_lines(), "unknown sensor kind \"no_such_sensor\""));
     EXPECT_EQ(module.execute_check(1, bytes_of(unknown), size_of(unknown)), 4);
     EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(), "unknown check kind"));
 
     EXPECT_EQ(module.execute_sensor_scan(77), 6);
-    EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(), "Sensor with ID 77 is not in sensor list."));
+    EXPECT_TRUE(
+        any_line_contains(message_log::instance().take_runtime_lines(), "Sensor with ID 77 is not in sensor list."));
     EXPECT_EQ(module.destroy_sensor_instance(77), 6);
     EXPECT_EQ(module.execute_meta_scan(77, 1, bytes_of(unknown), size_of(unknown)), 6);
 }
@@ -161,14 +167,14 @@ std::string dns_v2_settings(const std::string& ipversion = "IPv4") {
                                      {"dns_sensor_section.dns_sensor_group.port", "53"}});
 }
 
-TEST_F(ModuleExports, DuplicateIdIsRefusedAndASecondInitialisationKeepsTheSensors) {
+TEST_F(ModuleExports, DuplicateIdFailsInTheSensorRegistryAndASecondInitialisationKeepsTheSensors) {
     ASSERT_EQ(initialise(), 0);
     const auto settings = dns_v2_settings();
     ASSERT_EQ(module.create_sensor_instance(1, bytes_of(settings), size_of(settings)), 0);
     message_log::instance().take();
-    EXPECT_EQ(module.create_sensor_instance(1, bytes_of(settings), size_of(settings)), 5);
+    EXPECT_EQ(module.create_sensor_instance(1, bytes_of(settings), size_of(settings)), 2);
     const auto lines = message_log::instance().take_runtime_lines();
-    EXPECT_TRUE(any_line_contains(lines, "Sensor with ID 1 is already registered."));
+    EXPECT_TRUE(any_line_contains(lines, "CreateSensorInstance failed: Sensor with ID 1 is already registered."));
     EXPECT_FALSE(any_line_contains(lines, "never-logged")) << "the API key never reaches a log";
 
     EXPECT_EQ(initialise(second_context), 1);
@@ -176,15 +182,78 @@ TEST_F(ModuleExports, DuplicateIdIsRefusedAndASecondInitialisationKeepsTheSensor
     EXPECT_EQ(module.destroy_sensor_instance(1), 6);
 }
 
-TEST_F(ModuleExports, BadSettingValuesFailCreationWithTheReasonInTheRuntimeLog) {
+TEST_F(ModuleExports, OfTwoRacingCreatesForOneIdExactlyOneWins) {
+    ASSERT_EQ(initialise(), 0);
+    const auto settings = dns_v2_settings();
+    for (int round = 0; round < 20; ++round) {
+        message_log::instance().take();
+        std::atomic<bool> go = false;
+        auto create = [&] {
+            while (!go) {
+                std::this_thread::yield();
+            }
+            return module.create_sensor_instance(round, bytes_of(settings), size_of(settings));
+        };
+        auto a = std::async(std::launch::async, create);
+        auto b = std::async(std::launch::async, create);
+        go = true;
+        std::vector<int32_t> codes{a.get(), b.get()};
+        std::sort(codes.begin(), codes.end());
+        ASSERT_EQ(codes, (std::vector<int32_t>{0, 2})) << "round " << round;
+        EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(),
+                                      "Sensor with ID " + std::to_string(round) + " is already registered."));
+        EXPECT_EQ(module.destroy_sensor_instance(round), 0);
+    }
+}
+
+TEST_F(ModuleExports, NullCallbackIsRefusedSinceNothingCouldReachTheHost) {
+    EXPECT_EQ(module.initialize(first_context, nullptr), 1);
+    EXPECT_EQ(module.execute_sensor_scan(1), 3) << "no module was kept";
+    uint32_t size = 99;
+    EXPECT_EQ(module.get_module_information_sync(nullptr, &size, false), 2);
+    EXPECT_EQ(initialise(), 0) << "a later initialisation with a callback works";
+}
+
+struct bad_setting_case {
+    const char* name;
+    std::string key;
+    std::string value;
+    std::string reason;
+};
+
+// Cases print as their name in test output.
+void PrintTo(const bad_setting_case& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class BadSettingValue : public ModuleExports, public ::testing::WithParamInterface<bad_setting_case> {};
+
+// A create that throws is not traced as ended: the reason stands where the End line would.
+TEST_P(BadSettingValue, FailsCreationWithItsReasonInsteadOfAnEndLine) {
     ASSERT_EQ(initialise(), 0);
     message_log::instance().take();
-    const auto settings = dns_v2_settings("ipv6");
+    wire::SensorData data;
+    ASSERT_TRUE(data.ParseFromString(dns_v2_settings()));
+    (*data.mutable_settings())[GetParam().key] = GetParam().value;
+    const auto settings = data.SerializeAsString();
     EXPECT_EQ(module.create_sensor_instance(2, bytes_of(settings), size_of(settings)), 2);
-    EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(),
-                                  "Value \"ipv6\" could not be parsed into selection type \"ipversion\"."));
+    const auto lines = message_log::instance().take_runtime_lines();
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(lines.front(),
+              "### Begin vantrel::kelvane::libwexohelper::module::module_instance_adapter::create_sensor_instance ###");
+    EXPECT_EQ(lines.back(), "CreateSensorInstance failed: " + GetParam().reason);
+    EXPECT_FALSE(any_line_contains(lines, "### End")) << "the operation did not return";
     EXPECT_EQ(module.destroy_sensor_instance(2), 6) << "no sensor was made";
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Exports, BadSettingValue,
+    ::testing::Values(bad_setting_case{"UnknownIpVersion", "ipversion", "ipv6",
+                                       "Value \"ipv6\" could not be parsed into selection type \"ipversion\"."},
+                      bad_setting_case{"TimeoutNotAWholeNumber", "timeout", "5s", "Bad optional access"},
+                      bad_setting_case{"IntervalBeyondAnyNumber", "interval", "99999999999999999999",
+                                       "Bad optional access"}),
+    [](const auto& info) { return info.param.name; });
 
 TEST(ModuleReload, UnloadingAndLoadingAgainInOneProcessWorks) {
     for (int round = 0; round < 3; ++round) {

@@ -29,9 +29,13 @@ void host_log::log(std::int32_t level, const std::string& message) {
 namespace vantrel::kelvane::libwexohelper::module {
 
 void register_runtime_log(const std::shared_ptr<utils::service_container>& container) {
-    auto messages = container->get_instance<messaging::message_service_interface>();
-    container->add_instance<liblog::log_interface>(
-        std::make_shared<logging::host_log>(std::move(messages), logging::log_source::runtime));
+    // The factory lives in the container and only the container calls it, so
+    // a plain pointer is safe and keeps the container from owning itself.
+    utils::service_container* const owner = container.get();
+    container->add_factory<utils::service_container::instance_factory<liblog::log_interface>>(
+        [owner]() -> std::shared_ptr<liblog::log_interface> {
+            return std::make_shared<logging::runtime_log>(owner->get_instance<messaging::message_service_interface>());
+        });
 }
 
 void register_sensor_log(const std::shared_ptr<utils::service_container>& container) {
@@ -39,9 +43,7 @@ void register_sensor_log(const std::shared_ptr<utils::service_container>& contai
     // container does not own itself through it.
     auto messages = container->get_instance<messaging::message_service_interface>();
     container->add_factory<logging::sensor_log_factory>(
-        [messages](std::int32_t sensor_id) -> std::shared_ptr<liblog::log_interface> {
-            return std::make_shared<logging::host_log>(messages, logging::log_source::sensor, sensor_id);
-        });
+        [messages](std::int32_t sensor_id) { return std::make_shared<logging::sensor_log>(messages, sensor_id); });
 }
 
 } // namespace vantrel::kelvane::libwexohelper::module

@@ -1,7 +1,7 @@
+#include <liblog/log_interface.hpp>
+#include <libwexohelper/messaging/message_service.hpp>
 #include <libwexohelper/module/sensor_dispatcher.hpp>
 #include <libwexohelper/responses/sensor_scan_result.hpp>
-#include <libwexohelper/messaging/message_service.hpp>
-#include <liblog/log_interface.hpp>
 
 namespace vantrel::kelvane::libwexohelper::module {
 
@@ -29,11 +29,6 @@ sensor_create_response_code sensor_dispatcher::create_sensor_instance(int id,
         refuse("Sensor " + std::to_string(id) + " not created: unknown sensor kind \"" + wrapper.kind() + "\".");
         return sensor_create_response_code::unknown_kind;
     }
-    if (stock_.contains(id)) {
-        refuse("Sensor " + std::to_string(id) + " not created: " +
-               utils::exceptions::sensor_already_registered(std::to_string(id)).what());
-        return sensor_create_response_code::duplicate_id;
-    }
     it->second(container_, id, wrapper);
     return sensor_create_response_code::ok;
 }
@@ -41,10 +36,14 @@ sensor_create_response_code sensor_dispatcher::create_sensor_instance(int id,
 sensor_scan_response_code sensor_dispatcher::execute_sensor_scan(int id) {
     const auto sensor = stock_.find(id);
     if (!sensor) {
-        refuse("Scan refused: " + std::string(utils::exceptions::sensor_not_in_sensor_stock(std::to_string(id)).what()));
+        refuse("Scan refused: " +
+               std::string(utils::exceptions::sensor_not_in_sensor_stock(std::to_string(id)).what()));
         return sensor_scan_response_code::unknown_id;
     }
-    sensor->scan();
+    if (sensor->scan() == sensors::scan_outcome::already_scanning) {
+        refuse("Scan refused: sensor " + std::to_string(id) + " is already scanning.");
+        return sensor_scan_response_code::scan_in_progress;
+    }
     return sensor_scan_response_code::ok;
 }
 
@@ -84,11 +83,15 @@ meta_scan_response_code sensor_dispatcher::execute_meta_scan(int id, unsigned se
 }
 
 sensor_destroy_response_code sensor_dispatcher::destroy_sensor_instance(int id) {
-    if (!stock_.remove(id)) {
+    const auto sensor = stock_.remove(id);
+    if (!sensor) {
         refuse("Destroy refused: " +
                std::string(utils::exceptions::sensor_not_in_sensor_stock(std::to_string(id)).what()));
         return sensor_destroy_response_code::unknown_id;
     }
+    // A scan that still runs keeps the instance alive; its result must not
+    // reach the host under an id that a new sensor may take next.
+    sensor->retire();
     return sensor_destroy_response_code::ok;
 }
 

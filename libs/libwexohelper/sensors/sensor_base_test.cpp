@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <stdexcept>
 
 namespace vantrel::kelvane::libwexohelper::sensors {
@@ -36,12 +37,16 @@ channels::dynamic_channel_options count_channel(int id) {
     return options;
 }
 
+// Run by a "hook" sensor at the start of its scan work, as a host's callback
+// would run inside the scan.
+std::function<void()> during_scan;
+
 class test_sensor : public sensor_base<test_settings> {
 public:
-    using sensor_base::sensor_base;
     using sensor_base::add_channel;
     using sensor_base::has_channel;
     using sensor_base::reset_channel_map;
+    using sensor_base::sensor_base;
 
 private:
     void scan_work() override {
@@ -51,6 +56,9 @@ private:
         }
         if (b == "std") {
             throw std::out_of_range("stol argument out of range");
+        }
+        if (b == "hook") {
+            during_scan();
         }
         add_channel(count_channel(1));
         auto result = result_with_message(libi18n::i18n_msg::plain("OK: all good"), responses::scan_response_codes::ok);
@@ -127,9 +135,9 @@ TEST_F(ScanFrame, EscapingErrorsBecomeOneErrorResultAndTheScanStillSucceeds) {
         const char* key;
         const char* english;
     };
-    for (const auto& e : {expectation{"i18n", "libwexohelper.error.setting_not_available",
-                                      "The setting \"domain\" was not available."},
-                          expectation{"std", "", "stol argument out of range"}}) {
+    for (const auto& e :
+         {expectation{"i18n", "libwexohelper.error.setting_not_available", "The setting \"domain\" was not available."},
+          expectation{"std", "", "stol argument out of range"}}) {
         SCOPED_TRACE(e.behaviour);
         create(10, e.behaviour);
         host.take();
@@ -205,21 +213,60 @@ TEST_F(ScanFrame, ChannelHelpersWithoutAChannelMapFailBeforeAskingIt) {
     }
 }
 
-TEST_F(ScanFrame, DuplicateIdIsRefusedAndTheFirstSensorStays) {
+TEST_F(ScanFrame, DuplicateIdIsMadeThenRefusedByTheStockAndTheFirstSensorStays) {
     create(3, "ok");
     const auto bytes = settings_bytes("std");
     const settings::sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
     host.take();
-    EXPECT_EQ(dispatcher.create_sensor_instance(3, wrapper), responses::sensor_create_response_code::duplicate_id);
-    const auto lines = host.take_log_lines(wire::LogMessage::RUNTIME);
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find("Sensor with ID 3 is already registered."), std::string::npos);
+    try {
+        dispatcher.create_sensor_instance(3, wrapper);
+        FAIL() << "a second sensor under id 3 was accepted";
+    } catch (const utils::exceptions::sensor_already_registered& e) {
+        EXPECT_STREQ(e.what(), "Sensor with ID 3 is already registered.");
+        EXPECT_EQ(e.texts().first, "libwexohelper.error.sensor_already_registered#:[3]");
+    }
     dispatcher.execute_sensor_scan(3);
     const auto r = results();
     ASSERT_EQ(r.size(), 1u);
-    EXPECT_EQ(r[0].message().english(), "OK: all good");
-    EXPECT_THROW(dispatcher.stock().add_sensor(3, dispatcher.stock().find(3)),
-                 utils::exceptions::sensor_already_registered);
+    EXPECT_EQ(r[0].message().english(), "OK: all good") << "the first sensor answers, not the refused one";
+}
+
+TEST_F(ScanFrame, ScanOfASensorThatIsScanningIsRefusedAtOnce) {
+    create(11, "hook");
+    std::vector<responses::sensor_scan_response_code> inner;
+    during_scan = [&] { inner.push_back(dispatcher.execute_sensor_scan(11)); };
+    host.take();
+    EXPECT_EQ(dispatcher.execute_sensor_scan(11), responses::sensor_scan_response_code::ok);
+    EXPECT_EQ(inner, std::vector{responses::sensor_scan_response_code::scan_in_progress});
+    EXPECT_EQ(results().size(), 1u);
+
+    // The refusal leaves nothing behind: the next scan runs.
+    during_scan = [] {};
+    EXPECT_EQ(dispatcher.execute_sensor_scan(11), responses::sensor_scan_response_code::ok);
+}
+
+TEST_F(ScanFrame, ResultOfASensorDestroyedDuringItsScanIsDroppedNotSentUnderTheNewSensor) {
+    create(12, "hook");
+    during_scan = [&] {
+        ASSERT_EQ(dispatcher.destroy_sensor_instance(12), responses::sensor_destroy_response_code::ok);
+        create(12, "ok");
+    };
+    host.take();
+    EXPECT_EQ(dispatcher.execute_sensor_scan(12), responses::sensor_scan_response_code::ok);
+    std::vector<std::string> runtime;
+    for (const auto& m : host.take()) {
+        EXPECT_FALSE(m.has_sensor_scan_result()) << "the old instance's result arrived as sensor 12's";
+        if (m.has_log_message() && m.log_message().source() == wire::LogMessage::RUNTIME) {
+            runtime.push_back(m.log_message().text());
+        }
+    }
+    // One line per dropped message: the channel announcement and the result.
+    EXPECT_EQ(runtime, std::vector<std::string>(
+                           2, "Sensor 12 was destroyed during its scan: its message is dropped, not sent."));
+
+    during_scan = [] {};
+    dispatcher.execute_sensor_scan(12);
+    EXPECT_EQ(results().size(), 1u) << "the new sensor's own results do arrive";
 }
 
 TEST_F(ScanFrame, BadSettingsEndTheFactoryWithTheErrorAndNoSensor) {

@@ -8,9 +8,31 @@
  * Return codes: 0 success; 1 already initialised / construction failed /
  * buffer too small; 2 an error was caught (its reason is in the runtime log);
  * 3 the module is not initialised; 4 and above are the dispatcher's refusals
- * (OperationCode in proto/wexo.proto).
+ * (OperationCode in proto/wexo.proto), each with its reason in the runtime log.
  *
- * The host must not overlap InitializeModule or CleanupModule with any other call.
+ * Threads: the host must not overlap InitializeModule or CleanupModule with any
+ * other call. Everything else may be called from any thread at any time; scans
+ * of different sensors run in parallel. A scan of a sensor that is scanning
+ * already is refused at once with 9 (OPERATION_SCAN_IN_PROGRESS), never queued.
+ *
+ * From inside the callback the host may call GetApiLevel,
+ * GetModuleInformation(Sync), CreateSensorInstance, ExecuteSensorScan (of the
+ * sensor whose message is being delivered it answers 9 at once),
+ * ExecuteCheck, ExecuteMetaScan and DestroySensorInstance. It must not call
+ * InitializeModule or CleanupModule there.
+ *
+ * Destroying a sensor while it scans: DestroySensorInstance returns at once
+ * (0), the scan runs to its end, and its result, and anything else that
+ * instance would still send except sensor log lines, is dropped with a line in
+ * the runtime log. Once DestroySensorInstance has returned, no result of the
+ * destroyed instance reaches the callback, so a result for an id created again
+ * afterwards is always the new sensor's. If a message of that instance is in
+ * the callback on another thread at that moment, DestroySensorInstance waits
+ * for the callback to return: the callback must therefore not wait for a
+ * thread that is destroying a sensor (a destroy from inside the callback, on
+ * its own thread, does not wait). Sensor log lines that the old scan still
+ * writes ("Exit sensor scan", "Cleaning Up") keep arriving under the id until
+ * it ends.
  */
 #ifndef WEXO_MODULE_H
 #define WEXO_MODULE_H
@@ -46,15 +68,31 @@ extern "C" {
  * Called from the thread that made the request (a scan thread, for example). */
 typedef void(WEXO_CALL* wexo_host_callback)(uint64_t context, const uint8_t* data, uint32_t size);
 
+/* 0 created; 1 already initialised (the running module is kept and says so in
+ * its runtime log), a null callback, or construction failed. */
 WEXO_API int32_t WEXO_CALL InitializeModule(uint64_t context, wexo_host_callback callback);
+/* Always WEXO_API_LEVEL; needs no initialisation. */
 WEXO_API int32_t WEXO_CALL GetApiLevel(void);
+/* Sends the ModuleInformation through the callback; does nothing before
+ * initialisation. */
 WEXO_API void WEXO_CALL GetModuleInformation(bool load_languages);
+/* The serialised ModuleInformation envelope, copied into the caller's buffer.
+ * *size holds the buffer's capacity on the way in and the needed byte count on
+ * the way out. 1 for a null size (checked first, initialised or not); 2 before
+ * initialisation, *size unchanged; 0 with a null buffer (the size query);
+ * 1 when the capacity is too small, nothing copied; 0 copied; 1 for an error
+ * (its reason in the runtime log). */
 WEXO_API int32_t WEXO_CALL GetModuleInformationSync(uint8_t* buffer, uint32_t* size, bool include_texts);
+/* 0 created; 2 when the settings fail or the id is taken ("Sensor with ID N is
+ * already registered." in the runtime log); 4, 7 refusals. */
 WEXO_API int32_t WEXO_CALL CreateSensorInstance(int32_t sensor_id, const uint8_t* settings, uint32_t size);
+/* 0 scanned, the result sent through the callback before the call returns;
+ * 6 no such sensor; 9 the sensor is scanning already. */
 WEXO_API int32_t WEXO_CALL ExecuteSensorScan(int32_t sensor_id);
 WEXO_API int32_t WEXO_CALL ExecuteCheck(int32_t check_id, const uint8_t* settings, uint32_t size);
 WEXO_API int32_t WEXO_CALL ExecuteMetaScan(int32_t sensor_id, uint32_t selector, const uint8_t* settings,
                                            uint32_t size);
+/* 0 destroyed (see "Destroying a sensor while it scans" above); 6 no such sensor. */
 WEXO_API int32_t WEXO_CALL DestroySensorInstance(int32_t sensor_id);
 WEXO_API int32_t WEXO_CALL CleanupModule(void);
 

@@ -188,12 +188,13 @@ TEST(AddressFilter, AnswerThatIsNotADottedIpv4AddressNeverMatches) {
 
 // Texts the address pattern never lets through, handed to the octet parser directly.
 TEST(OctetFilter, MalformedOctetTextIsAnInvalidFilter) {
-    for (const std::string text : {"", "[]", "[", "[1;2", "[1..]", "[;1]", "[1;]", "1a", "-1", "[5]", "[1..2..3]"}) {
+    for (const std::string text : {"", "[]", "[", "[1;2", "[1..]", "[;1]", "[1;]", "1a", "-1", "[1..2..3]"}) {
         const auto message = error_of([&] { parse_octet_filter(text); });
         EXPECT_EQ(message.key(), "error.dns_server_filter_invalid") << text;
         EXPECT_EQ(message.arguments(), std::vector<std::string>{text}) << text;
     }
     EXPECT_EQ(parse_octet_filter("[1;2]"), octet_filter(octet_list{list{1, 2}}));
+    EXPECT_EQ(parse_octet_filter("[5]"), octet_filter(octet_list{list{5}})) << "a list of one stays a list";
     EXPECT_EQ(parse_octet_filter("[1..2]").index(), 1U);
 }
 

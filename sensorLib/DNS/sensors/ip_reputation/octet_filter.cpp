@@ -60,11 +60,8 @@ octet_filter parse_octet_filter(std::string_view text) {
         }
         rest.remove_prefix(semicolon + 1);
     }
-    // A bracketed single number is refused rather than read as a value, so the
-    // same text means the same thing here and in a full address filter.
-    if (list.values.size() < 2) {
-        throw exceptions::dns_server_filter_invalid(std::string(text));
-    }
+    // A list of one ("[5]") is a list here; a whole address filter never
+    // gets that far, since its pattern wants at least two numbers in a list.
     return list;
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <liblog/log_interface.hpp>
 #include <libwexohelper/messaging/message_service.hpp>
 #include <libwexohelper/utils/service_container.hpp>
-#include <liblog/log_interface.hpp>
 
 #include <cstdint>
 #include <functional>
@@ -31,13 +31,13 @@ private:
 // A log that does no file I/O: every line travels to the host as a log message
 // through the message service. A line that cannot be delivered is dropped, so
 // logging never fails the work it describes. Thread-safe.
-class host_log final : public liblog::log_interface {
+class host_log : public liblog::log_interface {
 public:
-    host_log(std::shared_ptr<messaging::message_service_interface> messages, log_source source,
-             std::int32_t sensor_id = 0)
-        : messages_(std::move(messages)), source_(source), sensor_id_(sensor_id) {}
-
     void log(std::int32_t level, const std::string& message) override;
+
+protected:
+    host_log(std::shared_ptr<messaging::message_service_interface> messages, log_source source, std::int32_t sensor_id)
+        : messages_(std::move(messages)), source_(source), sensor_id_(sensor_id) {}
 
 private:
     std::shared_ptr<messaging::message_service_interface> messages_;
@@ -45,15 +45,30 @@ private:
     std::int32_t sensor_id_;
 };
 
+// The module's runtime log: lines about the module and the host's calls.
+class runtime_log final : public host_log {
+public:
+    explicit runtime_log(std::shared_ptr<messaging::message_service_interface> messages)
+        : host_log(std::move(messages), log_source::runtime, 0) {}
+};
+
+// The log of one sensor instance; its lines carry the sensor's id.
+class sensor_log final : public host_log {
+public:
+    sensor_log(std::shared_ptr<messaging::message_service_interface> messages, std::int32_t sensor_id)
+        : host_log(std::move(messages), log_source::sensor, sensor_id) {}
+};
+
 // Makes the log of one sensor, by sensor id.
-using sensor_log_factory = std::function<std::shared_ptr<liblog::log_interface>(std::int32_t sensor_id)>;
+using sensor_log_factory = std::function<std::shared_ptr<sensor_log>(std::int32_t sensor_id)>;
 
 } // namespace vantrel::kelvane::libwexohelper::logging
 
 namespace vantrel::kelvane::libwexohelper::module {
 
-// Adds the runtime log as the container's log_interface instance. Needs the
-// container's message service.
+// Registers the factory of the container's log_interface instance, the
+// runtime log. The log is made on its first request, from the container's
+// message service (instance_not_available then when there is none).
 void register_runtime_log(const std::shared_ptr<utils::service_container>& container);
 
 // Adds the sensor_log_factory through which each sensor gets its own log.

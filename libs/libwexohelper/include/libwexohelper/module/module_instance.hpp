@@ -19,6 +19,7 @@ using host_callback = void (*)(std::uint64_t context, const std::uint8_t* data, 
 // sensors, checks and services in its own constructor.
 class module_instance {
 public:
+    // Throws std::invalid_argument for a null callback.
     module_instance(std::uint64_t context, host_callback callback);
     virtual ~module_instance();
     module_instance(const module_instance&) = delete;

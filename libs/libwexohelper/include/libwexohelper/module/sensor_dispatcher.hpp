@@ -19,9 +19,11 @@ inline constexpr const char* true_check_kind = "true_check";
 // Finds sensor and check kinds by the name in the settings' `kind`, makes
 // sensors into the sensor stock and runs scans, checks and meta-scans by id.
 // Registries are filled while the module is built and only read afterwards.
-// Refusals (bad settings bytes, unknown kind or id, duplicate id) answer with
-// their own code and leave their reason in the runtime log; errors raised by a
-// sensor's or check's construction propagate to the caller.
+// Refusals (bad settings bytes, unknown kind or id, a scan of a sensor that is
+// already scanning) answer with their own code and leave their reason in the
+// runtime log; errors raised by a sensor's or check's construction propagate to
+// the caller, among them sensor_already_registered for a taken id (made by the
+// factory and refused by the sensor stock, so two racing creates cannot both win).
 class sensor_dispatcher {
 public:
     using factory = std::function<void(const std::shared_ptr<utils::service_container>&, int,
@@ -31,8 +33,7 @@ public:
 
     // T is made as T(container, id, settings, channels, persistent data), with
     // settings read by T::settings_type::read. A kind registered twice keeps its first factory.
-    template <class T>
-    void register_sensor_as(const std::string& kind) {
+    template <class T> void register_sensor_as(const std::string& kind) {
         sensor_stock* stock = &stock_;
         sensors_.emplace(kind, [stock](const std::shared_ptr<utils::service_container>& container, int id,
                                        const settings::sensor_data_wrapper& wrapper) {
@@ -45,8 +46,7 @@ public:
     }
 
     // T is made as T(container, id, wrapper) and its check() is run at once.
-    template <class T>
-    void register_check_as(const std::string& kind) {
+    template <class T> void register_check_as(const std::string& kind) {
         checks_.emplace(kind, [](const std::shared_ptr<utils::service_container>& container, int id,
                                  const settings::sensor_data_wrapper& wrapper) {
             T check(container, id, wrapper);

@@ -11,14 +11,16 @@ namespace vantrel::kelvane::libwexohelper::responses {
 
 enum class scan_response_codes : std::int32_t { ok = 0, warning = 1, down = 2, error = 3 };
 
+// A second sensor under a taken id is no refusal of the dispatcher: the sensor
+// factory's add_sensor throws sensor_already_registered (code 2 at the
+// boundary). 5, once used for it, stays unused.
 enum class sensor_create_response_code : std::int32_t {
     ok = 0,
     unknown_kind = 4,
-    duplicate_id = 5,
     invalid_settings = 7,
 };
 
-enum class sensor_scan_response_code : std::int32_t { ok = 0, unknown_id = 6 };
+enum class sensor_scan_response_code : std::int32_t { ok = 0, unknown_id = 6, scan_in_progress = 9 };
 
 enum class check_response_code : std::int32_t { ok = 0, unknown_kind = 4, invalid_settings = 7 };
 

@@ -13,6 +13,7 @@
 #include <libwexohelper/utils/exceptions.hpp>
 #include <libwexohelper/utils/service_container.hpp>
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -33,8 +34,7 @@ std::shared_ptr<liblog::log_interface> make_sensor_log(utils::service_container&
 //   bool logging_enabled() const;
 // A concrete sensor implements scan_work(), which builds and sends its own
 // result; the scan frame turns anything it throws into an error result.
-template <class Settings>
-class sensor_base : public sensor_interface {
+template <class Settings> class sensor_base : public sensor_interface {
 public:
     using settings_type = Settings;
 
@@ -49,10 +49,14 @@ public:
     void log(const std::string& message, std::int32_t level) override { log_->log(level, message); }
     void log(const std::string& message) override { log_->log(liblog::level_detail, message); }
 
-    // The scan frame. Scans of one sensor never overlap; scans of different
-    // sensors run in parallel.
-    void scan() final {
-        std::lock_guard lock(scan_mutex_);
+    // The scan frame. Scans of one sensor never overlap: a second one is
+    // refused, not queued, so that a host calling back into the module from
+    // its callback never deadlocks. Scans of different sensors run in parallel.
+    scan_outcome scan() final {
+        if (scanning_.exchange(true, std::memory_order_acquire)) {
+            return scan_outcome::already_scanning;
+        }
+        const scan_claim claim(scanning_);
         log(enter_scan_banner);
         try {
             scan_work();
@@ -62,6 +66,12 @@ public:
             report_escaped(e);
         }
         log(exit_scan_banner);
+        return scan_outcome::done;
+    }
+
+    void retire() final {
+        std::lock_guard lock(delivery_mutex_);
+        retired_ = true;
     }
 
 protected:
@@ -116,7 +126,15 @@ protected:
         return channels_->is_known_to_runtime(channel_id) || channels_->is_definition_registered(channel_id);
     }
 
+    // Hands a message to the host, unless the host has destroyed this instance.
     void send(const messaging::wexo_message& message) const {
+        // Held while the host's callback runs, so that retire() cannot return
+        // while a message of this instance is still on its way.
+        std::lock_guard lock(delivery_mutex_);
+        if (retired_) {
+            note_dropped();
+            return;
+        }
         container_->get_instance<messaging::message_service_interface>()->send(message);
     }
 
@@ -124,8 +142,29 @@ protected:
     void reset_channel_map() { channels_.reset(); }
 
 private:
-    template <class E>
-    void report_escaped(const E& error) {
+    // Clears the scanning flag on every way out of the scan frame.
+    class scan_claim {
+    public:
+        explicit scan_claim(std::atomic<bool>& flag) noexcept : flag_(flag) {}
+        ~scan_claim() { flag_.store(false, std::memory_order_release); }
+        scan_claim(const scan_claim&) = delete;
+        scan_claim& operator=(const scan_claim&) = delete;
+
+    private:
+        std::atomic<bool>& flag_;
+    };
+
+    void note_dropped() const noexcept {
+        try {
+            container_->get_instance<liblog::log_interface>()->log(
+                liblog::level_warning,
+                "Sensor " + std::to_string(id_) + " was destroyed during its scan: its message is dropped, not sent.");
+        } catch (...) {
+            // No runtime log: dropping the message silently is still right.
+        }
+    }
+
+    template <class E> void report_escaped(const E& error) {
         log(error.what());
         try {
             send(error_result(error, 0, responses::scan_response_codes::error));
@@ -140,7 +179,11 @@ private:
     std::shared_ptr<settings::channel_map> channels_;
     settings::persistent_data_storage persistent_data_;
     std::shared_ptr<liblog::log_interface> log_;
-    std::mutex scan_mutex_;
+    std::atomic<bool> scanning_{false};
+    // Recursive: the host may destroy this sensor from the callback that is
+    // delivering one of its messages.
+    mutable std::recursive_mutex delivery_mutex_;
+    bool retired_ = false; // guarded by delivery_mutex_
 };
 
 } // namespace vantrel::kelvane::libwexohelper::sensors

@@ -20,7 +20,8 @@ struct octet_range {
     friend bool operator==(const octet_range&, const octet_range&) = default;
 };
 
-// Matches any of at least two values, kept in written order with duplicates.
+// Matches any of its values, kept in written order with duplicates. A parsed
+// address filter always has at least two; parse_octet_filter alone accepts one.
 struct octet_list {
     std::vector<std::uint8_t> values;
     friend bool operator==(const octet_list&, const octet_list&) = default;
@@ -35,8 +36,8 @@ using octet_filter = std::variant<octet_value, octet_range, octet_list>;
 // Throws exceptions::dns_server_filter_invalid_value (argument: the number in
 // decimal) for a number above 255, exceptions::dns_server_filter_invalid_range
 // (argument: the text between the brackets) when low >= high, and
-// exceptions::dns_server_filter_invalid (argument: `text`) for any other text,
-// including a list of one number. Numbers are checked left to right and the
+// exceptions::dns_server_filter_invalid (argument: `text`) for any other text.
+// "[n]" is a list of one value. Numbers are checked left to right and the
 // first failure is thrown. Thread-safe.
 octet_filter parse_octet_filter(std::string_view text);
 
