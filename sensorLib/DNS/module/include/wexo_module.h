@@ -16,15 +16,15 @@
  * already is refused at once with 9 (OPERATION_SCAN_IN_PROGRESS), never queued.
  *
  * From inside the callback the host may call GetApiLevel,
- * GetModuleInformation(Sync), CreateSensorInstance, ExecuteSensorScan (of the
- * sensor whose message is being delivered it answers 9 at once),
- * ExecuteCheck, ExecuteMetaScan and DestroySensorInstance. It must not call
- * InitializeModule or CleanupModule there.
+ * GetModuleInformation, GetModuleInformationSync, CreateSensorInstance,
+ * ExecuteSensorScan (for the sensor whose scan is delivering the message it
+ * answers 9 at once), ExecuteCheck, ExecuteMetaScan and DestroySensorInstance.
+ * It must not call InitializeModule or CleanupModule there.
  *
- * Destroying a sensor while it scans: DestroySensorInstance returns at once
- * (0), the scan runs to its end, and its result, and anything else that
- * instance would still send except sensor log lines, is dropped with a line in
- * the runtime log. Once DestroySensorInstance has returned, no result of the
+ * Destroying a sensor while it scans: DestroySensorInstance returns 0 without
+ * waiting for the scan, the scan runs to its end (its ExecuteSensorScan returns
+ * 0), and its result, and anything else that instance would still send except
+ * sensor log lines, is dropped with a line in the runtime log. Once DestroySensorInstance has returned, no result of the
  * destroyed instance reaches the callback, so a result for an id created again
  * afterwards is always the new sensor's. If a message of that instance is in
  * the callback on another thread at that moment, DestroySensorInstance waits
