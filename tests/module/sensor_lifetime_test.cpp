@@ -97,9 +97,9 @@ protected:
     void SetUp() override {
         message_log::instance().take();
         current = this;
-        // Answers at once unless the test holds the first query of a name.
+        // Answers at once, but holds every query for "held.test" until the test releases it.
         server.on_request([this](const dns_request& request) {
-            if (request.name == held_name) {
+            if (request.name == "held.test") {
                 query_arrived.open();
                 EXPECT_TRUE(release.wait()) << "the test never released the held query";
             }
@@ -131,17 +131,16 @@ protected:
 
     static inline SensorLifetime* current = nullptr;
     loaded_module module;
-    fake_dns_server server;
-    std::string held_name = "old.test";
     gate query_arrived;
     gate release;
     std::atomic<int32_t> inner_code = -1;
+    // Last, so that it stops before the gates its hook uses go away.
+    fake_dns_server server;
 };
 
 TEST_F(SensorLifetime, ScanAskedForFromTheCallbackOfItsOwnScanIsRefusedAtOnce) {
-    held_name.clear();
     ASSERT_EQ(module.initialize(1, &scanning_callback), 0);
-    ASSERT_EQ(create(1, "old.test"), 0);
+    ASSERT_EQ(create(1, "quick.test"), 0);
     message_log::instance().take();
 
     EXPECT_EQ(bounded("ExecuteSensorScan with a scan from its callback", [&] { return module.execute_sensor_scan(1); }),
@@ -159,7 +158,7 @@ TEST_F(SensorLifetime, ScanAskedForFromTheCallbackOfItsOwnScanIsRefusedAtOnce) {
 
 TEST_F(SensorLifetime, OverlappingScanFromASecondThreadIsRefusedWhileTheFirstWaits) {
     ASSERT_EQ(module.initialize(1, &message_log::callback), 0);
-    ASSERT_EQ(create(1, "old.test"), 0);
+    ASSERT_EQ(create(1, "held.test"), 0);
     message_log::instance().take();
 
     auto first = std::async(std::launch::async, [&] { return module.execute_sensor_scan(1); });
@@ -177,7 +176,7 @@ TEST_F(SensorLifetime, OverlappingScanFromASecondThreadIsRefusedWhileTheFirstWai
 
 TEST_F(SensorLifetime, SensorDestroyedDuringItsScanNeverReportsUnderTheIdCreatedAgain) {
     ASSERT_EQ(module.initialize(1, &message_log::callback), 0);
-    ASSERT_EQ(create(1, "old.test"), 0);
+    ASSERT_EQ(create(1, "held.test"), 0);
     message_log::instance().take();
 
     auto old_scan = std::async(std::launch::async, [&] { return module.execute_sensor_scan(1); });
