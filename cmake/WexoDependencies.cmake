@@ -21,3 +21,17 @@ else()
   set(WEXO_CARES_TARGET c-ares::cares)
 endif()
 message(STATUS "c-ares ${c-ares_VERSION} (${WEXO_CARES_TARGET})")
+
+# The monitoring service of the probe (wexo-probe serve): configuration in YAML,
+# metrics through prometheus-cpp's model and text format, HTTP with cpp-httplib.
+# Built for the machine the probe runs on; a cross build leaves it out.
+set(WEXO_SERVICE OFF)
+if(NOT CMAKE_CROSSCOMPILING)
+  find_package(yaml-cpp 0.6 REQUIRED CONFIG)
+  find_package(prometheus-cpp REQUIRED CONFIG)
+  find_package(PkgConfig REQUIRED)
+  # Debian's cpp-httplib is a compiled library; its pkg-config flags carry the
+  # feature macros it was built with, which the header must see too.
+  pkg_check_modules(CPP_HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib>=0.11)
+  set(WEXO_SERVICE ON)
+endif()

@@ -1,5 +1,6 @@
 #include "cli.hpp"
 
+#include "channel_limits.hpp"
 #include "host_session.hpp"
 #include "manifest_model.hpp"
 #include "manifest_texts.hpp"
@@ -58,6 +59,7 @@ struct options {
     std::string language = "English";
     std::string kind;
     settings_request settings;
+    std::vector<std::string> limits; // CHANNEL.FIELD=VALUE
     int id = 1;
     int count = 1;
     double interval = 0;
@@ -215,7 +217,16 @@ private:
 };
 
 int run_scan(const options& o, console& io, const std::vector<std::string>& arguments) {
+    channel_limits limits;
+    for (const auto& limit : o.limits) {
+        add_limit(limits, limit);
+    }
     request r(o, false, io, arguments);
+    for (const auto& [channel, limit] : limits) {
+        if (!r.manifest.text("channel." + channel, "English")) {
+            throw std::runtime_error("--limit: \"" + channel + "\" is not a channel of this module.");
+        }
+    }
     auto& session = r.session;
     if (const int32_t code = session.create_sensor(o.id, r.settings); code != 0) {
         explain_refusal(session, io, "creating the " + o.kind + " sensor", code);
@@ -237,7 +248,7 @@ int run_scan(const options& o, console& io, const std::vector<std::string>& argu
             exit_code = exit_unknown;
             continue;
         }
-        const auto view = evaluate(o.kind, *result, session.channels(o.id), r.manifest, r.language);
+        const auto view = evaluate(o.kind, *result, apply_limits(session.channels(o.id), limits), r.manifest, r.language);
         if (o.format == "json") {
             io.print(render_json(view) + '\n');
         } else if (o.format == "nagios") {
@@ -305,7 +316,8 @@ const CLI::Validator at_least_one(
 
 } // namespace
 
-int run_cli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+int run_cli(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+            const std::vector<extra_command>& extra) {
     console io(out, err);
     // Before CLI11 reads (and perhaps echoes) anything: the common secure settings are known without the module.
     kind_description common;
@@ -333,6 +345,10 @@ int run_cli(const std::vector<std::string>& arguments, std::ostream& out, std::o
         ->check(at_least_one)
         ->capture_default_str();
     scan->add_option("--interval", o.interval, "Seconds between scans")->check(CLI::NonNegativeNumber);
+    scan->add_option("--limit", o.limits,
+                     "CHANNEL.FIELD=VALUE: a limit of the host on a channel, FIELD one of lower_error, "
+                     "lower_warning, upper_warning, upper_error (servers_reached.lower_error=50)")
+        ->allow_extra_args(false);
 
     auto* check = app.add_subcommand("check", "Run a check and show whether it passed");
     check->add_option("kind", o.kind, "Check kind, e.g. dns_check")->required();
@@ -340,6 +356,11 @@ int run_cli(const std::vector<std::string>& arguments, std::ostream& out, std::o
     check->add_option("--format", o.format, "text, json or nagios")
         ->check(CLI::IsMember({"text", "json", "nagios"}))
         ->capture_default_str();
+
+    std::vector<CLI::App*> extra_commands;
+    for (const auto& e : extra) {
+        extra_commands.push_back(e.add(app));
+    }
 
     try {
         std::vector<std::string> reversed(arguments.rbegin(), arguments.rend()); // CLI11 reads from the back
@@ -363,6 +384,11 @@ int run_cli(const std::vector<std::string>& arguments, std::ostream& out, std::o
         }
         if (check->parsed()) {
             return run_check(o, io, arguments);
+        }
+        for (std::size_t i = 0; i < extra.size(); ++i) {
+            if (extra_commands[i]->parsed()) {
+                return extra[i].run(o.module_path);
+            }
         }
     } catch (const std::exception& e) {
         io.error(std::string("wexo-probe: ") + e.what());

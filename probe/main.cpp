@@ -3,10 +3,20 @@
 // it once or repeatedly, run a check, and read the results.
 
 #include "cli.hpp"
+#ifdef WEXO_WITH_SERVICE
+#include "service/serve_command.hpp"
+#endif
 
 #include <iostream>
 
 int main(int argc, char** argv) {
+    namespace probe = vantrel::kelvane::probe;
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    return vantrel::kelvane::probe::run_cli(arguments, std::cout, std::cerr);
+    std::vector<probe::extra_command> extra;
+#ifdef WEXO_WITH_SERVICE
+    probe::service::serve_options serve;
+    extra.push_back({[&](CLI::App& app) { return probe::service::add_serve_command(app, serve); },
+                     [&](const std::string& module_path) { return probe::service::run_serve(serve, module_path); }});
+#endif
+    return probe::run_cli(arguments, std::cout, std::cerr, extra);
 }

@@ -1,0 +1,476 @@
+#include "probe_service.hpp"
+
+#include "channel_limits.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <utility>
+
+namespace vantrel::kelvane::probe::service {
+namespace {
+
+std::int64_t setting_seconds(const sensor_config& config, std::string_view suffix) {
+    std::int64_t longest = 0;
+    for (const auto& [key, value] : config.settings.settings()) {
+        if (key == suffix || key.ends_with("." + std::string(suffix))) {
+            std::int64_t n = 0;
+            std::from_chars(value.data(), value.data() + value.size(), n);
+            longest = std::max(longest, n);
+        }
+    }
+    return longest;
+}
+
+std::string setting(const sensor_config& config, std::string_view name) {
+    for (const auto& [key, value] : config.settings.settings()) {
+        if (key == name || key.ends_with("." + std::string(name))) {
+            return value;
+        }
+    }
+    return {};
+}
+
+// What the sensor asks, for wexo_sensor_info: enough for an alert to say which
+// name failed where. Never a secure setting.
+std::map<std::string, std::string> info_labels(const sensor_config& config) {
+    std::map<std::string, std::string> info{{"host", setting(config, "host")}};
+    if (config.kind == "dns_v2") {
+        info["domain"] = setting(config, "domain");
+        info["record_type"] = setting(config, "record_type");
+    } else if (config.kind == "ip_reputation_score_sensor") {
+        const std::string lines = setting(config, "blacklist_servers");
+        std::size_t count = 0;
+        std::size_t start = 0;
+        while (start <= lines.size()) {
+            const std::size_t end = std::min(lines.find_first_of("\r\n", start), lines.size());
+            const auto line = lines.substr(start, end - start);
+            count += line.find_first_not_of(" \t") != std::string::npos ? 1 : 0;
+            start = end + 1;
+        }
+        info["blacklists"] = std::to_string(count);
+    }
+    return info;
+}
+
+double epoch_seconds() {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+} // namespace
+
+const char* status_name(sensor_status status) {
+    switch (status) {
+    case sensor_status::waiting:
+        return "waiting";
+    case sensor_status::ok:
+        return "ok";
+    case sensor_status::warning:
+        return "warning";
+    case sensor_status::error:
+        return "error";
+    default:
+        return "pending";
+    }
+}
+
+probe_service::probe_service(const service_options& options, service_log& log, const clock& time)
+    : options_(options), log_(log), clock_(time) {
+    session_ =
+        std::make_unique<host_session>(options_.module_path, [this](const log_line& line) { on_module_log(line); });
+    manifest_ = std::make_unique<manifest_model>(session_->manifest(true));
+    if (!options_.sensor_log_dir.empty()) {
+        std::filesystem::create_directories(options_.sensor_log_dir);
+    }
+}
+
+probe_service::~probe_service() {
+    stop();
+}
+
+void probe_service::start(const service_config& config) {
+    std::lock_guard lock(reload_mutex_);
+    scheduler_ = std::make_unique<scheduler>(clock_, config.workers);
+    scheduler_->on_missed([this](const std::string& name) {
+        std::shared_ptr<sensor_runtime> s;
+        {
+            std::lock_guard l(sensors_mutex_);
+            const auto it = sensors_.find(name);
+            if (it == sensors_.end()) {
+                return;
+            }
+            s = it->second;
+        }
+        std::lock_guard l(s->mutex);
+        if (s->series) {
+            s->series->missed();
+        }
+    });
+    for (const auto& sensor : config.sensors) {
+        add_sensor(sensor);
+    }
+    scheduler_->start();
+    log_.write(log_level::info, "started",
+               {{"sensors", std::to_string(config.sensors.size())}, {"workers", std::to_string(config.workers)}});
+}
+
+void probe_service::add_sensor(const sensor_config& config) {
+    auto s = std::make_shared<sensor_runtime>();
+    s->config = config;
+    s->series = metrics_.add_sensor(config.name, config.kind, config.labels, info_labels(config));
+    if (!options_.sensor_log_dir.empty() && setting(config, "logging") == "enabled") {
+        s->log_file = std::make_unique<std::ofstream>(
+            std::filesystem::path(options_.sensor_log_dir) / (config.name + ".log"), std::ios::app);
+    }
+    {
+        std::lock_guard lock(sensors_mutex_);
+        sensors_[config.name] = s;
+    }
+    const auto interval = std::chrono::duration_cast<duration>(config.interval);
+    scheduler_->add(config.name, interval, clock_.now() + scheduler::spread(added_++, interval), [this, s] { run(s); });
+    log_.write(log_level::info, "sensor_added",
+               {{"sensor", config.name}, {"kind", config.kind}, {"interval", std::to_string(config.interval.count())}});
+}
+
+void probe_service::remove_sensor(const std::string& name) {
+    std::shared_ptr<sensor_runtime> s;
+    {
+        std::lock_guard lock(sensors_mutex_);
+        const auto it = sensors_.find(name);
+        if (it == sensors_.end()) {
+            return;
+        }
+        s = it->second;
+        sensors_.erase(it);
+    }
+    scheduler_->remove(name); // waits for a scan under way
+    std::int32_t id = 0;
+    std::unique_ptr<sensor_series> series;
+    {
+        std::lock_guard lock(s->mutex);
+        id = std::exchange(s->module_id, 0);
+        series = std::move(s->series);
+    }
+    if (id != 0) {
+        // Not under the sensor's lock: the module logs while it destroys.
+        session_->destroy(id);
+        std::lock_guard ids(sensors_mutex_);
+        by_module_id_.erase(id);
+    }
+    metrics_.remove_sensor(std::move(series));
+    log_.write(log_level::info, "sensor_removed", {{"sensor", name}});
+}
+
+void probe_service::reload(const service_config& config) {
+    std::lock_guard lock(reload_mutex_);
+    if (stopped_ || !scheduler_) {
+        return;
+    }
+    std::map<std::string, const sensor_config*> wanted;
+    for (const auto& s : config.sensors) {
+        wanted[s.name] = &s;
+    }
+    std::vector<std::string> names;
+    {
+        std::lock_guard l(sensors_mutex_);
+        for (const auto& [name, s] : sensors_) {
+            names.push_back(name);
+        }
+    }
+    std::size_t kept = 0;
+    std::size_t replaced = 0;
+    std::size_t removed = 0;
+    for (const auto& name : names) {
+        std::shared_ptr<sensor_runtime> s;
+        {
+            std::lock_guard l(sensors_mutex_);
+            s = sensors_.at(name);
+        }
+        const auto it = wanted.find(name);
+        bool keep = false;
+        if (it != wanted.end()) {
+            std::lock_guard l(s->mutex);
+            // Labels are part of every series, so new labels take new series.
+            keep = s->config.same_instance(*it->second) && s->config.labels == it->second->labels;
+            if (keep) {
+                s->config.limits = it->second->limits;
+                if (s->config.interval != it->second->interval) {
+                    s->config.interval = it->second->interval;
+                    scheduler_->set_interval(name, std::chrono::duration_cast<duration>(s->config.interval));
+                }
+            }
+        }
+        if (keep) {
+            ++kept;
+            wanted.erase(it);
+            continue;
+        }
+        remove_sensor(name);
+        if (it != wanted.end()) {
+            ++replaced;
+            add_sensor(*it->second);
+            wanted.erase(it);
+        } else {
+            ++removed;
+        }
+    }
+    for (const auto& s : config.sensors) {
+        if (wanted.count(s.name) != 0) {
+            add_sensor(s);
+        }
+    }
+    log_.write(log_level::info, "reloaded",
+               {{"kept", std::to_string(kept)},
+                {"replaced", std::to_string(replaced)},
+                {"removed", std::to_string(removed)},
+                {"added", std::to_string(wanted.size())}});
+}
+
+duration probe_service::stop_grace() const {
+    std::int64_t longest = 0;
+    std::lock_guard lock(sensors_mutex_);
+    for (const auto& [name, s] : sensors_) {
+        longest =
+            std::max({longest, setting_seconds(s->config, "timeout"), setting_seconds(s->config, "query_timeout")});
+    }
+    // A blacklist sensor asks its servers one after the other, each within the timeout.
+    return std::chrono::seconds(std::min<std::int64_t>(longest, 900) + 2);
+}
+
+bool probe_service::stop(std::optional<duration> grace) {
+    std::lock_guard lock(reload_mutex_);
+    if (stopped_) {
+        return true;
+    }
+    stopped_ = true;
+    if (scheduler_) {
+        const auto still_running = scheduler_->stop(grace.value_or(stop_grace()));
+        if (still_running != 0) {
+            log_.write(log_level::error, "stop_incomplete", {{"running", std::to_string(still_running)}});
+            return false;
+        }
+    }
+    std::vector<std::string> names;
+    {
+        std::lock_guard l(sensors_mutex_);
+        for (const auto& [name, s] : sensors_) {
+            names.push_back(name);
+        }
+    }
+    for (const auto& name : names) {
+        remove_sensor(name);
+    }
+    scheduler_.reset();
+    session_.reset(); // CleanupModule
+    log_.write(log_level::info, "stopped", {{"sensors", std::to_string(names.size())}});
+    return true;
+}
+
+bool probe_service::ready() const {
+    std::lock_guard lock(sensors_mutex_);
+    return std::all_of(sensors_.begin(), sensors_.end(), [](const auto& entry) {
+        std::lock_guard l(entry.second->mutex);
+        return entry.second->scanned || entry.second->status == sensor_status::waiting;
+    });
+}
+
+std::vector<std::shared_ptr<sensor_runtime>> probe_service::sensors() const {
+    std::lock_guard lock(sensors_mutex_);
+    std::vector<std::shared_ptr<sensor_runtime>> all;
+    for (const auto& [name, s] : sensors_) {
+        all.push_back(s);
+    }
+    return all;
+}
+
+std::int32_t probe_service::module_id(const std::string& name) const {
+    std::shared_ptr<sensor_runtime> s;
+    {
+        std::lock_guard lock(sensors_mutex_);
+        const auto it = sensors_.find(name);
+        if (it == sensors_.end()) {
+            return 0;
+        }
+        s = it->second;
+    }
+    std::lock_guard l(s->mutex);
+    return s->module_id;
+}
+
+void probe_service::set_status(sensor_runtime& sensor, sensor_status status) {
+    sensor.status = status;
+    if (sensor.series) {
+        sensor.series->set_state(status == sensor_status::pending ? "" : status_name(status));
+    }
+}
+
+void probe_service::run(const std::shared_ptr<sensor_runtime>& sensor) {
+    bool created = false;
+    {
+        std::lock_guard lock(sensor->mutex);
+        created = sensor->module_id != 0;
+    }
+    if (created || establish(sensor)) {
+        scan(sensor);
+    }
+}
+
+std::string probe_service::refusal(const std::string& what, std::int32_t code) {
+    std::string reason = what + " refused (code " + std::to_string(code) + ")";
+    for (const auto& line : session_->take_runtime_log()) {
+        if (line.level <= 3) {
+            reason += ": " + line.text;
+        }
+    }
+    return reason;
+}
+
+void probe_service::retry_later(const std::shared_ptr<sensor_runtime>& sensor, sensor_status status,
+                                const std::string& reason) {
+    std::string name;
+    duration wait{};
+    {
+        std::lock_guard lock(sensor->mutex);
+        const auto interval = std::chrono::duration_cast<duration>(sensor->config.interval);
+        sensor->backoff = sensor->backoff == duration::zero() ? options_.first_backoff : sensor->backoff * 2;
+        sensor->backoff = std::min(sensor->backoff, interval);
+        wait = sensor->backoff;
+        sensor->reason = reason;
+        set_status(*sensor, status);
+        name = sensor->config.name;
+    }
+    scheduler_->postpone(name, clock_.now() + wait);
+    log_.write(log_level::warning, status == sensor_status::waiting ? "precondition_failed" : "create_failed",
+               {{"sensor", name},
+                {"reason", reason},
+                {"retry_in", std::to_string(std::chrono::duration_cast<std::chrono::seconds>(wait).count()) + "s"}});
+}
+
+bool probe_service::establish(const std::shared_ptr<sensor_runtime>& sensor) {
+    sensor_config config;
+    {
+        std::lock_guard lock(sensor->mutex);
+        config = sensor->config;
+    }
+    const auto* kind = manifest_->find_kind(config.kind);
+    for (const auto& check : kind != nullptr ? kind->required_checks : std::vector<std::string>{}) {
+        auto settings = config.settings;
+        settings.set_kind(check);
+        const std::int32_t id = next_check_id_++;
+        const std::int32_t code = session_->check(id, settings);
+        const auto result = session_->take_check_result(id);
+        if (code != 0 || !result || !result->success()) {
+            const std::string reason = code != 0 ? refusal(check, code)
+                                       : !result ? check + " sent no result"
+                                                 : check + " failed";
+            retry_later(sensor, sensor_status::waiting, reason);
+            return false;
+        }
+    }
+    const std::int32_t id = next_id_++;
+    {
+        // Registered first, so that the channels and log lines the module sends
+        // while it creates the sensor find their way.
+        std::lock_guard lock(sensors_mutex_);
+        by_module_id_[id] = sensor;
+    }
+    const std::int32_t code = session_->create_sensor(id, config.settings);
+    if (code != 0) {
+        {
+            std::lock_guard lock(sensors_mutex_);
+            by_module_id_.erase(id);
+        }
+        retry_later(sensor, sensor_status::error, refusal("creating the sensor", code));
+        return false;
+    }
+    std::lock_guard lock(sensor->mutex);
+    sensor->module_id = id;
+    sensor->backoff = duration::zero();
+    sensor->reason.clear();
+    log_.write(log_level::info, "sensor_created", {{"sensor", config.name}, {"id", std::to_string(id)}});
+    return true;
+}
+
+void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
+    std::int32_t id = 0;
+    sensor_config config;
+    {
+        std::lock_guard lock(sensor->mutex);
+        id = sensor->module_id;
+        config = sensor->config;
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    const std::int32_t code = session_->scan(id);
+    const auto result = session_->take_scan_result(id);
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    auto channels = apply_limits(session_->channels(id), config.limits);
+
+    std::string error_key;
+    std::optional<scan_view> view;
+    std::string reason;
+    if (code != 0) {
+        error_key = "probe.scan_refused";
+        reason = refusal("the scan", code);
+    } else if (!result) {
+        error_key = "probe.no_result";
+        reason = "the scan sent no result";
+    } else {
+        view = evaluate(config.kind, *result, channels, *manifest_, options_.language);
+        if (result->response_code() != 0) {
+            error_key = result->message().key().empty() ? "unknown" : result->message().key();
+            reason = view->message;
+        }
+    }
+    std::lock_guard lock(sensor->mutex);
+    if (!sensor->series) {
+        return; // removed meanwhile
+    }
+    sensor->scanned = true;
+    sensor->channels = channels;
+    sensor->series->record_scan(view && result->response_code() == 0, seconds, epoch_seconds(), error_key);
+    if (view) {
+        for (const auto& value : result->values()) {
+            if (const auto it = channels.find(value.channel_id()); it != channels.end()) {
+                sensor->series->set_channel(it->second, value.value());
+            }
+        }
+        sensor->reason = view->message;
+        set_status(*sensor, view->status == "ok"        ? sensor_status::ok
+                            : view->status == "warning" ? sensor_status::warning
+                                                        : sensor_status::error);
+        sensor->last_view = std::move(view);
+    } else {
+        sensor->reason = reason;
+        set_status(*sensor, sensor_status::error);
+    }
+    if (!error_key.empty()) {
+        log_.write(log_level::warning, "scan_error",
+                   {{"sensor", config.name}, {"error", error_key}, {"reason", reason}});
+    }
+}
+
+void probe_service::on_module_log(const log_line& line) {
+    if (line.source != wire::LogMessage::SENSOR) {
+        log_.write(line.level <= 3 ? log_level::warning : log_level::debug, "module_log", {{"text", line.text}});
+        return;
+    }
+    std::shared_ptr<sensor_runtime> s;
+    {
+        std::lock_guard lock(sensors_mutex_);
+        const auto it = by_module_id_.find(line.sensor_id);
+        if (it == by_module_id_.end()) {
+            return;
+        }
+        s = it->second;
+    }
+    std::lock_guard lock(s->mutex);
+    s->log.push_back(line.text);
+    if (s->log.size() > sensor_runtime::log_capacity) {
+        s->log.pop_front();
+    }
+    if (s->log_file) {
+        *s->log_file << line.text << (line.text.ends_with('\n') ? "" : "\n") << std::flush;
+    }
+}
+
+} // namespace vantrel::kelvane::probe::service

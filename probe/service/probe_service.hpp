@@ -1,0 +1,115 @@
+#pragma once
+
+#include "clock.hpp"
+#include "host_session.hpp"
+#include "manifest_model.hpp"
+#include "result_view.hpp"
+#include "scheduler.hpp"
+#include "service_config.hpp"
+#include "service_log.hpp"
+#include "service_metrics.hpp"
+
+#include <atomic>
+#include <deque>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace vantrel::kelvane::probe::service {
+
+// How a monitoring host shows a sensor. `pending` until its first scan.
+enum class sensor_status { pending, waiting, ok, warning, error };
+const char* status_name(sensor_status status);
+
+// Everything the service keeps of one configured sensor. Its instance, its
+// schedule and its counters live as long as its kind and settings do not change.
+struct sensor_runtime {
+    static constexpr std::size_t log_capacity = 100;
+
+    std::mutex mutex; // guards every field below that changes after creation
+    sensor_config config;
+    std::int32_t module_id = 0; // 0 while the module has no instance of it
+    sensor_status status = sensor_status::pending;
+    std::string reason; // why it waits or failed, for people
+    std::optional<scan_view> last_view;
+    std::map<std::int32_t, host_wire::ChannelOptions> channels;
+    std::deque<std::string> log; // the sensor log's last lines
+    std::unique_ptr<std::ofstream> log_file;
+    duration backoff{};
+    bool scanned = false;
+    std::unique_ptr<sensor_series> series;
+};
+
+struct service_options {
+    std::string module_path;
+    std::string language = "English";
+    std::string sensor_log_dir; // empty: sensor logs stay in memory only
+    // Longest wait for a precondition retry at first; doubles up to the interval.
+    duration first_backoff = std::chrono::seconds(1);
+};
+
+// The probe as a monitoring host: loads the module once, creates the
+// configured sensors after their preconditions, scans each on its schedule
+// and keeps what they report. Thread-safe.
+class probe_service {
+public:
+    // Loads and initialises the module. Throws std::runtime_error.
+    probe_service(const service_options& options, service_log& log, const clock& time);
+    ~probe_service();
+
+    const manifest_model& manifest() const { return *manifest_; }
+
+    // Starts the schedule of `config`; call once.
+    void start(const service_config& config);
+    // Applies a new configuration: unchanged sensors keep their instance,
+    // schedule and counters; changed ones are made anew; removed ones go.
+    void reload(const service_config& config);
+    // No new scans; waits up to `grace` (default: the longest timeout of any
+    // sensor) for scans under way, destroys every sensor and cleans the module
+    // up. False when scans were still running, and nothing was destroyed.
+    bool stop(std::optional<duration> grace = std::nullopt);
+
+    // Once every sensor has been scanned or waits for its precondition.
+    bool ready() const;
+    std::string metrics_text() const { return metrics_.text(); }
+    // The sensors by name, for endpoints; each is locked by its own mutex.
+    std::vector<std::shared_ptr<sensor_runtime>> sensors() const;
+    // The module instance id of a sensor (0: none), for tests.
+    std::int32_t module_id(const std::string& name) const;
+    scheduler& schedule() { return *scheduler_; }
+
+private:
+    void add_sensor(const sensor_config& config);
+    void remove_sensor(const std::string& name);
+    void run(const std::shared_ptr<sensor_runtime>& sensor);
+    bool establish(const std::shared_ptr<sensor_runtime>& sensor);
+    void scan(const std::shared_ptr<sensor_runtime>& sensor);
+    void retry_later(const std::shared_ptr<sensor_runtime>& sensor, sensor_status status, const std::string& reason);
+    void set_status(sensor_runtime& sensor, sensor_status status);
+    void on_module_log(const log_line& line);
+    std::string refusal(const std::string& what, std::int32_t code);
+    duration stop_grace() const;
+
+    service_options options_;
+    service_log& log_;
+    const clock& clock_;
+    service_metrics metrics_;
+    std::unique_ptr<host_session> session_;
+    std::unique_ptr<manifest_model> manifest_;
+    std::unique_ptr<scheduler> scheduler_;
+
+    std::mutex reload_mutex_; // one start, reload or stop at a time
+    mutable std::mutex sensors_mutex_;
+    std::map<std::string, std::shared_ptr<sensor_runtime>> sensors_;
+    std::unordered_map<std::int32_t, std::shared_ptr<sensor_runtime>> by_module_id_;
+    std::atomic<std::int32_t> next_id_{1};
+    std::atomic<std::int32_t> next_check_id_{1 << 30};
+    std::uint64_t added_ = 0;
+    bool stopped_ = false;
+};
+
+} // namespace vantrel::kelvane::probe::service

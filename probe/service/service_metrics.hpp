@@ -1,0 +1,95 @@
+#pragma once
+
+#include <wexo_host.pb.h>
+
+#include <prometheus/counter.h>
+#include <prometheus/family.h>
+#include <prometheus/gauge.h>
+#include <prometheus/histogram.h>
+#include <prometheus/registry.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace vantrel::kelvane::probe::service {
+
+// What a channel becomes in Prometheus: its metric name and the factor that
+// turns the module's integer value into Prometheus base units.
+struct channel_metric {
+    std::string name; // "wexo_response_time_seconds"
+    double scale = 1; // 0.001 for milliseconds, 0.01 for a percentage
+    std::string help;
+};
+channel_metric channel_metric_for(const host_wire::ChannelOptions& channel);
+
+class service_metrics;
+
+// The series of one sensor. Made by service_metrics::add_sensor and removed
+// with it; every setter is thread-safe.
+class sensor_series {
+public:
+    void set_state(const std::string& state);
+    // One scan: whether the module answered with response code 0, how long it
+    // took, its end as seconds since the epoch, and the error key when it failed.
+    void record_scan(bool success, double seconds, double timestamp, const std::string& error_key);
+    void missed();
+    void set_channel(const host_wire::ChannelOptions& channel, std::int64_t value);
+
+private:
+    friend class service_metrics;
+    explicit sensor_series(service_metrics& owner) : owner_(owner) {}
+
+    service_metrics& owner_;
+    prometheus::Labels labels_;
+    prometheus::Gauge* info_ = nullptr;
+    std::map<std::string, prometheus::Gauge*> states_;
+    prometheus::Gauge* success_ = nullptr;
+    prometheus::Histogram* duration_ = nullptr;
+    prometheus::Counter* scans_ = nullptr;
+    prometheus::Counter* missed_ = nullptr;
+    prometheus::Gauge* last_scan_ = nullptr;
+    std::mutex mutex_; // guards the two maps below
+    std::map<std::string, prometheus::Counter*> errors_;
+    std::map<std::string, prometheus::Gauge*> channels_;
+};
+
+// Every metric family of the service, in one place, and their text exposition.
+class service_metrics {
+public:
+    service_metrics();
+    ~service_metrics();
+
+    // Series labelled `sensor`, `kind` and the extra labels; `info` holds what
+    // the sensor asks (host, domain, ...) for wexo_sensor_info.
+    std::unique_ptr<sensor_series> add_sensor(const std::string& name, const std::string& kind,
+                                              const std::map<std::string, std::string>& labels,
+                                              const std::map<std::string, std::string>& info);
+    // Removes every series of the sensor.
+    void remove_sensor(std::unique_ptr<sensor_series> series);
+
+    // The Prometheus text format of everything.
+    std::string text() const;
+
+    static const std::vector<std::string>& states();
+
+private:
+    friend class sensor_series;
+    prometheus::Family<prometheus::Gauge>& channel_family(const channel_metric& metric);
+
+    std::shared_ptr<prometheus::Registry> registry_;
+    prometheus::Family<prometheus::Gauge>& info_;
+    prometheus::Family<prometheus::Gauge>& state_;
+    prometheus::Family<prometheus::Gauge>& success_;
+    prometheus::Family<prometheus::Histogram>& duration_;
+    prometheus::Family<prometheus::Counter>& scans_;
+    prometheus::Family<prometheus::Counter>& errors_;
+    prometheus::Family<prometheus::Counter>& missed_;
+    prometheus::Family<prometheus::Gauge>& last_scan_;
+    std::mutex channels_mutex_;
+    std::map<std::string, prometheus::Family<prometheus::Gauge>*> channel_families_;
+};
+
+} // namespace vantrel::kelvane::probe::service
