@@ -1,0 +1,276 @@
+#include "scheduler.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <future>
+
+namespace vantrel::kelvane::probe::service {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Holds the jobs that pass it until opened.
+class gate {
+public:
+    void pass() {
+        std::unique_lock lock(mutex_);
+        ++waiting_;
+        cv_.notify_all();
+        cv_.wait(lock, [&] { return open_; });
+    }
+    void open() {
+        std::lock_guard lock(mutex_);
+        open_ = true;
+        cv_.notify_all();
+    }
+    bool wait_for_waiters(int n) {
+        std::unique_lock lock(mutex_);
+        return cv_.wait_for(lock, 5s, [&] { return waiting_ >= n; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable cv_;
+    int waiting_ = 0;
+    bool open_ = false;
+};
+
+// Waits (bounded) until the scheduler has no job running.
+bool settle(const scheduler& s) {
+    for (int i = 0; i < 500; ++i) {
+        if (s.running() == 0) {
+            return true;
+        }
+        std::this_thread::sleep_for(10ms);
+    }
+    return false;
+}
+
+TEST(Scheduler, FirstRunsAreSpreadOverTheInterval) {
+    for (const std::uint64_t n : {10u, 100u, 1000u}) {
+        std::vector<duration> offsets;
+        for (std::uint64_t i = 0; i < n; ++i) {
+            offsets.push_back(scheduler::spread(i, 60s));
+        }
+        std::sort(offsets.begin(), offsets.end());
+        EXPECT_GE(offsets.front(), 0s);
+        EXPECT_LT(offsets.back(), 60s);
+        duration widest = offsets.front() + (60s - offsets.back());
+        for (std::size_t i = 1; i < offsets.size(); ++i) {
+            widest = std::max(widest, offsets[i] - offsets[i - 1]);
+        }
+        // Evenly spread: no gap much wider than the interval shared out evenly.
+        EXPECT_LT(widest, 3 * std::chrono::duration_cast<duration>(60s) / n) << n << " jobs";
+    }
+}
+
+TEST(Scheduler, JobsAddedTogetherStartAtTheirOwnOffsets) {
+    fake_clock time;
+    scheduler s(time, 4);
+    std::atomic<int> runs{0};
+    const auto start = time.now();
+    for (int i = 0; i < 10; ++i) {
+        s.add("job" + std::to_string(i), 10s, start + scheduler::spread(i, 10s), [&] { ++runs; });
+    }
+    s.run_due();
+    ASSERT_TRUE(settle(s));
+    EXPECT_EQ(runs, 1) << "only the job at offset 0 is due at once";
+    time.advance(5s);
+    s.run_due();
+    ASSERT_TRUE(settle(s));
+    EXPECT_GT(runs, 3);
+    EXPECT_LT(runs, 8);
+    time.advance(5s);
+    s.run_due();
+    ASSERT_TRUE(settle(s));
+    EXPECT_EQ(runs, 11) << "every job once, the first twice";
+}
+
+TEST(Scheduler, ARunningJobMissesItsTickInsteadOfOverlapping) {
+    fake_clock time;
+    scheduler s(time, 4);
+    gate hold;
+    std::atomic<int> concurrent{0};
+    std::atomic<int> most{0};
+    s.add("slow", 1s, time.now(), [&] {
+        most = std::max(most.load(), ++concurrent);
+        hold.pass();
+        --concurrent;
+    });
+    s.run_due();
+    ASSERT_TRUE(hold.wait_for_waiters(1));
+    for (int i = 0; i < 3; ++i) {
+        time.advance(1s);
+        s.run_due();
+    }
+    auto stats = s.stats("slow");
+    EXPECT_EQ(stats->started, 1u);
+    EXPECT_EQ(stats->missed, 3u) << "missed ticks are counted, not queued";
+    EXPECT_TRUE(stats->running);
+    hold.open();
+    ASSERT_TRUE(settle(s));
+    time.advance(1s);
+    s.run_due();
+    ASSERT_TRUE(settle(s));
+    stats = s.stats("slow");
+    EXPECT_EQ(stats->started, 2u);
+    EXPECT_EQ(stats->missed, 3u);
+    EXPECT_EQ(most, 1);
+}
+
+TEST(Scheduler, ASilentJobDelaysOnlyItself) {
+    fake_clock time;
+    scheduler s(time, 2);
+    std::vector<std::string> missed;
+    std::mutex missed_mutex;
+    s.on_missed([&](const std::string& key) {
+        std::lock_guard lock(missed_mutex);
+        missed.push_back(key);
+    });
+    gate silent;
+    std::atomic<int> quick_runs{0};
+    s.add("silent", 1s, time.now(), [&] { silent.pass(); });
+    s.add("quick", 1s, time.now(), [&] { ++quick_runs; });
+    s.run_due();
+    ASSERT_TRUE(silent.wait_for_waiters(1));
+    for (int i = 0; i < 5; ++i) {
+        for (int wait = 0; wait < 500 && quick_runs != i + 1; ++wait) {
+            std::this_thread::sleep_for(1ms);
+        }
+        time.advance(1s);
+        s.run_due();
+    }
+    for (int wait = 0; wait < 500 && quick_runs != 6; ++wait) {
+        std::this_thread::sleep_for(1ms);
+    }
+    EXPECT_EQ(quick_runs, 6);
+    EXPECT_EQ(s.stats("quick")->missed, 0u);
+    EXPECT_EQ(s.stats("silent")->missed, 5u);
+    {
+        std::lock_guard lock(missed_mutex);
+        EXPECT_EQ(missed, std::vector<std::string>(5, "silent"));
+    }
+    silent.open();
+    EXPECT_TRUE(settle(s));
+}
+
+TEST(Scheduler, AJobWaitingForAWorkerAlsoMissesItsTick) {
+    fake_clock time;
+    scheduler s(time, 1);
+    gate hold;
+    std::atomic<int> second_runs{0};
+    s.add("first", 1s, time.now(), [&] { hold.pass(); });
+    s.add("second", 1s, time.now(), [&] { ++second_runs; });
+    s.run_due();
+    ASSERT_TRUE(hold.wait_for_waiters(1));
+    time.advance(1s);
+    s.run_due();
+    EXPECT_EQ(s.stats("second")->missed, 1u) << "queued behind the only worker";
+    hold.open();
+    ASSERT_TRUE(settle(s));
+    EXPECT_EQ(second_runs, 1);
+}
+
+TEST(Scheduler, RemoveWaitsForTheRunUnderWay) {
+    fake_clock time;
+    scheduler s(time, 2);
+    gate hold;
+    std::atomic<bool> finished{false};
+    s.add("job", 1s, time.now(), [&] {
+        hold.pass();
+        finished = true;
+    });
+    s.run_due();
+    ASSERT_TRUE(hold.wait_for_waiters(1));
+    auto removal = std::async(std::launch::async, [&] { return s.remove("job"); });
+    EXPECT_EQ(removal.wait_for(50ms), std::future_status::timeout);
+    hold.open();
+    EXPECT_TRUE(removal.get());
+    EXPECT_TRUE(finished);
+    EXPECT_FALSE(s.stats("job"));
+    EXPECT_FALSE(s.remove("job"));
+}
+
+TEST(Scheduler, PostponeMovesTheNextRun) {
+    fake_clock time;
+    scheduler s(time, 1);
+    std::atomic<int> runs{0};
+    s.add("job", 10s, time.now() + 10s, [&] { ++runs; });
+    ASSERT_TRUE(s.postpone("job", time.now() + 2s));
+    time.advance(2s);
+    EXPECT_EQ(s.run_due(), time.now() + 10s);
+    ASSERT_TRUE(settle(s));
+    EXPECT_EQ(runs, 1);
+    EXPECT_FALSE(s.postpone("other", time.now()));
+}
+
+TEST(Scheduler, AfterAStallTheScheduleMovesOnWithoutBursting) {
+    fake_clock time;
+    scheduler s(time, 1);
+    std::atomic<int> runs{0};
+    s.add("job", 1s, time.now(), [&] { ++runs; });
+    time.advance(10s);
+    s.run_due();
+    ASSERT_TRUE(settle(s));
+    s.run_due();
+    ASSERT_TRUE(settle(s));
+    EXPECT_EQ(runs, 1);
+    EXPECT_EQ(s.stats("job")->next_due, time.now() + 1s);
+}
+
+TEST(Scheduler, AThrowingJobKeepsItsWorker) {
+    fake_clock time;
+    scheduler s(time, 1);
+    std::atomic<int> runs{0};
+    s.add("throws", 1s, time.now(), [&] {
+        ++runs;
+        throw std::runtime_error("x");
+    });
+    for (int i = 0; i < 3; ++i) {
+        s.run_due();
+        ASSERT_TRUE(settle(s));
+        time.advance(1s);
+    }
+    EXPECT_EQ(runs, 3);
+}
+
+TEST(Scheduler, RejectsADuplicateKeyAndAnEmptyInterval) {
+    fake_clock time;
+    scheduler s(time, 1);
+    s.add("a", 1s, time.now(), [] {});
+    EXPECT_THROW(s.add("a", 1s, time.now(), [] {}), std::invalid_argument);
+    EXPECT_THROW(s.add("b", 0s, time.now(), [] {}), std::invalid_argument);
+}
+
+TEST(Scheduler, TheTimerThreadRunsJobsOnTheRealClockAndStops) {
+    steady_clock time;
+    scheduler s(time, 2);
+    std::atomic<int> runs{0};
+    s.start();
+    s.add("job", 20ms, time.now(), [&] { ++runs; });
+    for (int i = 0; i < 250 && runs < 5; ++i) {
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_GE(runs, 5);
+    EXPECT_EQ(s.stop(1s), 0u);
+    const int after_stop = runs;
+    std::this_thread::sleep_for(60ms);
+    EXPECT_EQ(runs, after_stop) << "no run starts after stop()";
+}
+
+TEST(Scheduler, StopGivesUpWaitingAfterTheGrace) {
+    fake_clock time;
+    scheduler s(time, 1);
+    gate hold;
+    s.add("stuck", 1s, time.now(), [&] { hold.pass(); });
+    s.run_due();
+    ASSERT_TRUE(hold.wait_for_waiters(1));
+    EXPECT_EQ(s.stop(20ms), 1u);
+    hold.open();
+}
+
+} // namespace
+} // namespace vantrel::kelvane::probe::service
