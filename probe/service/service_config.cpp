@@ -29,7 +29,14 @@ public:
         const auto mark = at.Mark();
         fail_at(mark.is_null() ? 0 : mark.line + 1, mark.is_null() ? 0 : mark.column + 1, reason);
     }
-    [[noreturn]] void fail_at(int line, int column, const std::string& reason) const {
+    [[noreturn]] void fail_at(int line, int column, std::string reason) const {
+        // One line per error: the lists that --set prints one per line are joined.
+        for (const auto& [from, to] :
+             {std::pair<std::string, std::string>{":\n  ", ": "}, {"\n  ", ", "}, {"\n", " "}}) {
+            for (auto at = reason.find(from); at != std::string::npos; at = reason.find(from, at + to.size())) {
+                reason.replace(at, from.size(), to);
+            }
+        }
         throw config_error(origin_ + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + reason);
     }
 
