@@ -91,6 +91,9 @@ probe_service::~probe_service() {
 void probe_service::start(const service_config& config) {
     std::lock_guard lock(reload_mutex_);
     scheduler_ = std::make_unique<scheduler>(clock_, config.workers);
+    if (options_.on_scan_start) {
+        scheduler_->on_start(options_.on_scan_start);
+    }
     scheduler_->on_missed([this](const std::string& name) {
         std::shared_ptr<sensor_runtime> s;
         {

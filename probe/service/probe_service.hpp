@@ -50,6 +50,8 @@ struct service_options {
     std::string sensor_log_dir; // empty: sensor logs stay in memory only
     // Longest wait for a precondition retry at first; doubles up to the interval.
     duration first_backoff = std::chrono::seconds(1);
+    // Told how late each scan starts behind its due time (benchmarks).
+    std::function<void(duration lag)> on_scan_start;
 };
 
 // The probe as a monitoring host: loads the module once, creates the

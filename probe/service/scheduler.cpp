@@ -29,6 +29,11 @@ void scheduler::on_missed(std::function<void(const std::string&)> callback) {
     on_missed_ = std::move(callback);
 }
 
+void scheduler::on_start(std::function<void(duration lag)> callback) {
+    std::lock_guard lock(mutex_);
+    on_start_ = std::move(callback);
+}
+
 duration scheduler::spread(std::uint64_t n, duration interval) {
     constexpr double golden = 0.6180339887498949;
     const double fraction = std::fmod(static_cast<double>(n) * golden, 1.0);
@@ -118,6 +123,7 @@ time_point scheduler::run_due() {
                 missed.push_back(j->key);
             } else {
                 j->running = true;
+                j->run_due = j->due;
                 ++j->started;
                 ++running_;
                 ready_.push_back(j);
@@ -162,7 +168,12 @@ void scheduler::work_loop() {
             finish(*j);
             continue;
         }
+        const auto report = on_start_;
+        const auto lag = clock_.now() - j->run_due;
         lock.unlock();
+        if (report) {
+            report(lag);
+        }
         try {
             j->work();
         } catch (...) {

@@ -47,6 +47,10 @@ public:
     // Called (outside any lock) with the key of each missed tick. Set before start().
     void on_missed(std::function<void(const std::string&)> callback);
 
+    // Called (outside any lock, on the worker) as each run starts, with how
+    // long after its due time it started. Set before start().
+    void on_start(std::function<void(duration lag)> callback);
+
     // Adds a job first due at `first_due`, then every `interval` after that.
     // Throws std::invalid_argument for a key already in use or an interval <= 0.
     void add(const std::string& key, duration interval, time_point first_due, task work);
@@ -82,6 +86,7 @@ private:
         duration interval{};
         task work;
         time_point due;
+        time_point run_due; // the due time of the run under way
         bool running = false;
         bool removed = false;
         std::uint64_t started = 0;
@@ -102,6 +107,7 @@ private:
     std::multimap<time_point, std::shared_ptr<job>> due_;
     std::deque<std::shared_ptr<job>> ready_;
     std::function<void(const std::string&)> on_missed_;
+    std::function<void(duration)> on_start_;
     std::size_t running_ = 0;
     bool schedule_changed_ = false;
     bool stopping_ = false;

@@ -221,6 +221,24 @@ TEST(Scheduler, AfterAStallTheScheduleMovesOnWithoutBursting) {
     EXPECT_EQ(s.stats("job")->next_due, time.now() + 1s);
 }
 
+TEST(Scheduler, TellsHowLateEachRunStarts) {
+    fake_clock time;
+    scheduler s(time, 1);
+    std::mutex mutex;
+    std::vector<duration> lags;
+    s.on_start([&](duration lag) {
+        std::lock_guard lock(mutex);
+        lags.push_back(lag);
+    });
+    s.add("job", 10s, time.now() + 1s, [] {});
+    time.advance(3s);
+    s.run_due();
+    ASSERT_TRUE(settle(s));
+    std::lock_guard lock(mutex);
+    ASSERT_EQ(lags.size(), 1u);
+    EXPECT_EQ(lags[0], std::chrono::duration_cast<duration>(2s));
+}
+
 TEST(Scheduler, AThrowingJobKeepsItsWorker) {
     fake_clock time;
     scheduler s(time, 1);
