@@ -192,13 +192,16 @@ std::string manifest_model::language_named(const std::string& name) const {
 }
 
 std::optional<std::string> manifest_model::text(const std::string& key, const std::string& language) const {
-    const auto& texts = doc_.value("Text", json::object());
+    // member() refers into the document: value() would copy every language's
+    // catalogue on each look-up, which a service that judges thousands of
+    // results a second cannot afford.
+    const auto& texts = member(doc_, "Text");
     for (const auto& lang : {language, std::string("English")}) {
         const auto l = texts.find(lang);
         if (l == texts.end()) {
             continue;
         }
-        const auto& translation = l->value("Translation", json::object());
+        const auto& translation = member(*l, "Translation");
         if (const auto entry = translation.find(key); entry != translation.end()) {
             return str(*entry, "Display");
         }
@@ -227,7 +230,7 @@ std::string manifest_model::lookup_text(const std::string& lookup, std::int64_t 
     if (const auto t = text("lookup." + lookup + "." + std::to_string(value), language)) {
         return *t;
     }
-    const auto& lookups = doc_.value("Lookups", json::object());
+    const auto& lookups = member(doc_, "Lookups");
     if (const auto l = lookups.find(lookup); l != lookups.end()) {
         for (const auto& v : l->value("LookupValues", json::array())) {
             if (v.value("Value", std::int64_t{-1}) == value) {
