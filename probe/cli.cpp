@@ -248,7 +248,8 @@ int run_scan(const options& o, console& io, const std::vector<std::string>& argu
             exit_code = exit_unknown;
             continue;
         }
-        const auto view = evaluate(o.kind, *result, apply_limits(session.channels(o.id), limits), r.manifest, r.language);
+        const auto view =
+            evaluate(o.kind, *result, apply_limits(session.channels(o.id), limits), r.manifest, r.language);
         if (o.format == "json") {
             io.print(render_json(view) + '\n');
         } else if (o.format == "nagios") {

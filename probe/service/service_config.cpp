@@ -1,5 +1,6 @@
 #include "service_config.hpp"
 
+#include "setting_check.hpp"
 #include "settings_builder.hpp"
 
 #include <yaml-cpp/yaml.h>
@@ -93,37 +94,6 @@ private:
     std::string origin_;
 };
 
-// Why a value is not allowed for a setting, or nothing when it is.
-std::optional<std::string> check_value(const setting_description& s, const std::string& value) {
-    if (s.type == "integer") {
-        std::int64_t n = 0;
-        const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), n);
-        const bool whole = error == std::errc() && end == value.data() + value.size() && !value.empty();
-        if (!whole || (s.minimum && n < *s.minimum) || (s.maximum && n > *s.maximum)) {
-            std::string range = s.minimum && s.maximum
-                                    ? " from " + std::to_string(*s.minimum) + " to " + std::to_string(*s.maximum)
-                                : s.minimum ? " of at least " + std::to_string(*s.minimum)
-                                : s.maximum ? " of at most " + std::to_string(*s.maximum)
-                                            : std::string();
-            return s.name + " (" + s.key + ") must be a whole number" + range + ", not \"" + value + "\"";
-        }
-    } else if (s.type == "selection") {
-        std::string list;
-        for (const auto& [option, display] : s.options) {
-            if (option == value) {
-                return std::nullopt;
-            }
-            list += (list.empty() ? "" : ", ") + option;
-        }
-        return s.name + " (" + s.key + ") must be one of " + list + ", not \"" + value + "\"";
-    }
-    return std::nullopt;
-}
-
-bool is_secure(const setting_description& s) {
-    return s.type == "secret";
-}
-
 const kind_description& find_sensor_kind(const reader& r, const YAML::Node& node, const manifest_model& manifest) {
     const std::string name = r.scalar(node, "kind");
     const auto* kind = manifest.find_kind(name);
@@ -160,9 +130,9 @@ host_wire::SensorData read_settings(const reader& r, const YAML::Node& owner, co
                 r.fail(entry.second, "the value of " + key + " must be a single value");
             }
             const std::string value = entry.second.Scalar();
-            if (const auto problem = check_value(*setting, value)) {
-                r.fail(entry.second,
-                       is_secure(*setting) ? setting->name + " has a value that is not allowed" : *problem);
+            // The check never quotes the value of a secure setting.
+            if (const auto problem = check_setting_value(*setting, value)) {
+                r.fail(entry.second, *problem);
             }
             // build_settings undoes backslash escapes of the command line; a
             // YAML value is meant literally.

@@ -133,7 +133,8 @@ INSTANTIATE_TEST_SUITE_P(
                  "7:7", "names dns_sensor_section.dns_sensor_group.domain, which is already set"},
         bad_file{"IntegerAboveItsLimit",
                  "sensors:\n  - name: a\n    kind: dns_v2\n    settings: {host: h, domain: d, port: 70000}\n", "4:42",
-                 "must be a whole number from 1 to 65535, not \"70000\""},
+                 "The setting \"dns_sensor_section.dns_sensor_group.port\" must be a whole number from 1 to 65535; "
+                 "\"70000\" is not."},
         bad_file{"NotAWholeNumber",
                  "sensors:\n  - name: a\n    kind: dns_v2\n    settings: {host: h, domain: d, query_timeout: 1.5}\n",
                  "4:51",
@@ -141,7 +142,9 @@ INSTANTIATE_TEST_SUITE_P(
                  "from 0 to 900"},
         bad_file{"SelectionOutsideItsOptions",
                  "sensors:\n  - name: a\n    kind: dns_v2\n    settings: {host: h, domain: d, record_type: AXFR}\n",
-                 "4:49", "must be one of A, AAAA, CNAME, MX, NAPTR, NS, PTR, SOA, TXT, ANY, not \"AXFR\""},
+                 "4:49",
+                 "must be one of \"A\", \"AAAA\", \"CNAME\", \"MX\", \"NAPTR\", \"NS\", \"PTR\", \"SOA\", \"TXT\", "
+                 "\"ANY\"; \"AXFR\" is not."},
         bad_file{"RequiredSettingMissing", "sensors:\n  - name: a\n    kind: dns_v2\n    settings: {host: h}\n", "2:5",
                  "dns_v2 needs a value for dns_sensor_section.dns_sensor_group.domain"},
         bad_file{"DuplicateName",
