@@ -137,9 +137,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "\"70000\" is not."},
         bad_file{"NotAWholeNumber",
                  "sensors:\n  - name: a\n    kind: dns_v2\n    settings: {host: h, domain: d, query_timeout: 1.5}\n",
-                 "4:51",
-                 "query_timeout (dns_sensor_section.dns_sensor_group.query_timeout) must be a whole number "
-                 "from 0 to 900"},
+                 "4:51", "\"dns_sensor_section.dns_sensor_group.query_timeout\" must be a whole number from 0 to 900"},
         bad_file{"SelectionOutsideItsOptions",
                  "sensors:\n  - name: a\n    kind: dns_v2\n    settings: {host: h, domain: d, record_type: AXFR}\n",
                  "4:49",
