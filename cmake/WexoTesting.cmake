@@ -2,13 +2,15 @@
 # One GoogleTest executable per component, registered with CTest test by test.
 if(WEXO_BUILD_TESTS)
   enable_testing()
-  find_package(GTest REQUIRED)
-  include(GoogleTest)
+  if(NOT CMAKE_CROSSCOMPILING)
+    find_package(GTest REQUIRED)
+    include(GoogleTest)
+  endif()
 endif()
 
 function(wexo_add_test)
   cmake_parse_arguments(T "" "NAME" "SOURCES;LIBS;LABELS" ${ARGN})
-  if(NOT WEXO_BUILD_TESTS)
+  if(NOT WEXO_BUILD_TESTS OR CMAKE_CROSSCOMPILING)
     return()
   endif()
   add_executable(${T_NAME} ${T_SOURCES})

@@ -3,9 +3,30 @@
  * host's side. */
 #include <wexo_module.h>
 
-#include <dlfcn.h>
 #include <stdio.h>
 #include <string.h>
+
+/* The only platform-specific part: open, look up, close. */
+#ifdef _WIN32
+#include <windows.h>
+typedef HMODULE library_handle;
+static library_handle open_library(const char* path) { return LoadLibraryA(path); }
+static void* find_symbol(library_handle module, const char* name) {
+    FARPROC symbol = GetProcAddress(module, name);
+    void* address;
+    memcpy(&address, &symbol, sizeof address);
+    return address;
+}
+static void close_library(library_handle module) { FreeLibrary(module); }
+static const char* library_error(void) { return "LoadLibrary failed"; }
+#else
+#include <dlfcn.h>
+typedef void* library_handle;
+static library_handle open_library(const char* path) { return dlopen(path, RTLD_NOW | RTLD_LOCAL); }
+static void* find_symbol(library_handle module, const char* name) { return dlsym(module, name); }
+static void close_library(library_handle module) { dlclose(module); }
+static const char* library_error(void) { return dlerror(); }
+#endif
 
 static int failures = 0;
 static int messages = 0;
@@ -18,11 +39,12 @@ static int messages = 0;
         }                                                                                          \
     } while (0)
 
-/* POSIX guarantees that dlsym's object pointer can hold a function address;
- * copying it bitwise keeps ISO C's pointer rules intact. */
+/* POSIX guarantees that dlsym's object pointer can hold a function address
+ * (and so does Windows for GetProcAddress); copying it bitwise keeps ISO C's
+ * pointer rules intact. */
 #define BIND(var, name)                                                                            \
     do {                                                                                           \
-        void* symbol_ = dlsym(module, name);                                                       \
+        void* symbol_ = find_symbol(module, name);                                                       \
         memcpy(&(var), &symbol_, sizeof(var));                                                     \
     } while (0)
 
@@ -34,16 +56,16 @@ static void on_message(uint64_t context, const uint8_t* data, uint32_t size) {
 }
 
 int main(void) {
-    void* module = dlopen(WEXO_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+    library_handle module = open_library(WEXO_MODULE_PATH);
     if (module == NULL) {
-        fprintf(stderr, "cannot load module: %s\n", dlerror());
+        fprintf(stderr, "cannot load module: %s\n", library_error());
         return 1;
     }
     const char* names[] = {"InitializeModule",  "GetApiLevel",     "GetModuleInformation", "GetModuleInformationSync",
                            "CreateSensorInstance", "ExecuteSensorScan", "ExecuteCheck",     "ExecuteMetaScan",
                            "DestroySensorInstance", "CleanupModule"};
     for (size_t i = 0; i < sizeof names / sizeof names[0]; ++i) {
-        if (dlsym(module, names[i]) == NULL) {
+        if (find_symbol(module, names[i]) == NULL) {
             fprintf(stderr, "missing entry point %s\n", names[i]);
             ++failures;
         }
@@ -95,7 +117,7 @@ int main(void) {
     CHECK(cleanup() == 0);
     CHECK(cleanup() == 0);
     CHECK(check(1, true_check, sizeof true_check) == 3);
-    dlclose(module);
+    close_library(module);
 
     printf("%d passed, %d failed\n", failures == 0 ? 1 : 0, failures == 0 ? 0 : 1);
     return failures == 0 ? 0 : 1;

@@ -1,9 +1,9 @@
 #include <libwexohelper/settings/sensor_data_wrapper.hpp>
 #include <libwexohelper/utils/exceptions.hpp>
 
+#include "settings_json.hpp"
 #include "utf8_check.hpp"
 
-#include <google/protobuf/util/json_util.h>
 #include <wexo.pb.h>
 
 #include <limits>
@@ -63,19 +63,15 @@ std::string sensor_data_wrapper::to_json() const {
     if (!valid()) {
         return "{}";
     }
-    wire::SensorData masked = *data_;
-    for (auto& [key, value] : *masked.mutable_settings()) {
+    std::map<std::string, std::string> masked(data_->settings().begin(), data_->settings().end());
+    for (auto& [key, value] : masked) {
         if (is_secure_key(key) && !value.empty()) {
             value = "********";
         }
     }
-    google::protobuf::util::JsonPrintOptions options;
-    options.preserve_proto_field_names = true;
-    std::string json;
-    if (!google::protobuf::util::MessageToJsonString(masked, &json, options).ok()) {
-        return "{}";
-    }
-    return json;
+    const auto channels = get_channels();
+    const auto persistent_data = get_persistent_data();
+    return render_settings_json({data_->kind(), masked, channels, persistent_data});
 }
 
 } // namespace vantrel::kelvane::libwexohelper::settings

@@ -1,0 +1,47 @@
+cmake_minimum_required(VERSION 3.25)
+# Fails unless the DLL exports exactly the ten entry points, undecorated (a
+# stdcall name would read InitializeModule@8), and imports only Windows system
+# DLLs (no libstdc++-6, libgcc_s_dw2-1 or libwinpthread-1 beside it).
+execute_process(COMMAND ${OBJDUMP} -p ${MODULE} OUTPUT_VARIABLE dump RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "${OBJDUMP} -p failed on ${MODULE}")
+endif()
+
+# The export name table follows "[Ordinal/Name Pointer] Table", one
+# "\t[   0] Name" line per export, up to the next blank line.
+string(FIND "${dump}" "[Ordinal/Name Pointer] Table" start)
+if(start LESS 0)
+  message(FATAL_ERROR "${MODULE} has no export name table")
+endif()
+string(SUBSTRING "${dump}" ${start} -1 table)
+string(FIND "${table}" "\n\n" end)
+string(SUBSTRING "${table}" 0 ${end} table)
+string(REGEX MATCHALL "\\[ *[0-9]+\\] [^\n]+" entries "${table}")
+set(names)
+foreach(entry IN LISTS entries)
+  string(REGEX REPLACE "^\\[ *[0-9]+\\] " "" name "${entry}")
+  list(APPEND names "${name}")
+endforeach()
+list(SORT names)
+set(expected CleanupModule CreateSensorInstance DestroySensorInstance ExecuteCheck ExecuteMetaScan
+             ExecuteSensorScan GetApiLevel GetModuleInformation GetModuleInformationSync InitializeModule)
+if(NOT names STREQUAL expected)
+  message(FATAL_ERROR "exported names are:\n  ${names}\nexpected exactly:\n  ${expected}")
+endif()
+
+string(REGEX MATCHALL "DLL Name: [^\n]+" imports "${dump}")
+set(system_dlls advapi32.dll bcrypt.dll iphlpapi.dll kernel32.dll msvcrt.dll user32.dll ws2_32.dll)
+set(imported)
+foreach(line IN LISTS imports)
+  string(REGEX REPLACE "^DLL Name: *" "" dll "${line}")
+  string(STRIP "${dll}" dll)
+  string(TOLOWER "${dll}" dll)
+  list(APPEND imported ${dll})
+  if(NOT dll IN_LIST system_dlls)
+    message(FATAL_ERROR "${MODULE} imports ${dll}, which is not a Windows system DLL")
+  endif()
+endforeach()
+if(NOT "kernel32.dll" IN_LIST imported OR NOT "ws2_32.dll" IN_LIST imported)
+  message(FATAL_ERROR "the import table was not read (found: ${imported})")
+endif()
+message(STATUS "exports: ${names}; imports: ${imported}")
