@@ -10,42 +10,56 @@
 #ifdef _WIN32
 #include <windows.h>
 typedef HMODULE library_handle;
-static library_handle open_library(const char* path) { return LoadLibraryA(path); }
+static library_handle open_library(const char* path) {
+    return LoadLibraryA(path);
+}
 static void* find_symbol(library_handle module, const char* name) {
     FARPROC symbol = GetProcAddress(module, name);
     void* address;
     memcpy(&address, &symbol, sizeof address);
     return address;
 }
-static void close_library(library_handle module) { FreeLibrary(module); }
-static const char* library_error(void) { return "LoadLibrary failed"; }
+static void close_library(library_handle module) {
+    FreeLibrary(module);
+}
+static const char* library_error(void) {
+    return "LoadLibrary failed";
+}
 #else
 #include <dlfcn.h>
 typedef void* library_handle;
-static library_handle open_library(const char* path) { return dlopen(path, RTLD_NOW | RTLD_LOCAL); }
-static void* find_symbol(library_handle module, const char* name) { return dlsym(module, name); }
-static void close_library(library_handle module) { dlclose(module); }
-static const char* library_error(void) { return dlerror(); }
+static library_handle open_library(const char* path) {
+    return dlopen(path, RTLD_NOW | RTLD_LOCAL);
+}
+static void* find_symbol(library_handle module, const char* name) {
+    return dlsym(module, name);
+}
+static void close_library(library_handle module) {
+    dlclose(module);
+}
+static const char* library_error(void) {
+    return dlerror();
+}
 #endif
 
 static int failures = 0;
 static int messages = 0;
 
-#define CHECK(cond)                                                                                \
-    do {                                                                                           \
-        if (!(cond)) {                                                                             \
-            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond);                 \
-            ++failures;                                                                            \
-        }                                                                                          \
+#define CHECK(cond)                                                                                                    \
+    do {                                                                                                               \
+        if (!(cond)) {                                                                                                 \
+            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #cond);                                   \
+            ++failures;                                                                                                \
+        }                                                                                                              \
     } while (0)
 
 /* POSIX guarantees that dlsym's object pointer can hold a function address
  * (and so does Windows for GetProcAddress); copying it bitwise keeps ISO C's
  * pointer rules intact. */
-#define BIND(var, name)                                                                            \
-    do {                                                                                           \
-        void* symbol_ = find_symbol(module, name);                                                       \
-        memcpy(&(var), &symbol_, sizeof(var));                                                     \
+#define BIND(var, name)                                                                                                \
+    do {                                                                                                               \
+        void* symbol_ = find_symbol(module, name);                                                                     \
+        memcpy(&(var), &symbol_, sizeof(var));                                                                         \
     } while (0)
 
 static void on_message(uint64_t context, const uint8_t* data, uint32_t size) {
@@ -61,9 +75,9 @@ int main(void) {
         fprintf(stderr, "cannot load module: %s\n", library_error());
         return 1;
     }
-    const char* names[] = {"InitializeModule",  "GetApiLevel",     "GetModuleInformation", "GetModuleInformationSync",
-                           "CreateSensorInstance", "ExecuteSensorScan", "ExecuteCheck",     "ExecuteMetaScan",
-                           "DestroySensorInstance", "CleanupModule"};
+    const char* names[] = {
+        "InitializeModule",  "GetApiLevel",  "GetModuleInformation", "GetModuleInformationSync", "CreateSensorInstance",
+        "ExecuteSensorScan", "ExecuteCheck", "ExecuteMetaScan",      "DestroySensorInstance",    "CleanupModule"};
     for (size_t i = 0; i < sizeof names / sizeof names[0]; ++i) {
         if (find_symbol(module, names[i]) == NULL) {
             fprintf(stderr, "missing entry point %s\n", names[i]);

@@ -1,0 +1,76 @@
+#include "settings_json.hpp"
+
+#include <google/protobuf/util/json_util.h>
+#include <gtest/gtest.h>
+#include <wexo_host.pb.h>
+
+#include <string>
+
+namespace vantrel::kelvane::libwexohelper::settings {
+namespace {
+
+// What protobuf's own JSON printer makes of the same settings message. Each
+// map holds at most one entry, so that its (unspecified) map order cannot matter.
+std::string printed_by_protobuf(const std::string& kind, const std::map<std::string, std::string>& settings,
+                                const std::map<int, std::string>& channels,
+                                const std::map<std::string, std::string>& persistent_data) {
+    host_wire::SensorData message;
+    message.set_kind(kind);
+    message.mutable_settings()->insert(settings.begin(), settings.end());
+    message.mutable_channels()->insert(channels.begin(), channels.end());
+    message.mutable_persistent_data()->insert(persistent_data.begin(), persistent_data.end());
+    google::protobuf::util::JsonPrintOptions options;
+    options.preserve_proto_field_names = true;
+    std::string json;
+    EXPECT_TRUE(google::protobuf::util::MessageToJsonString(message, &json, options).ok());
+    return json;
+}
+
+struct json_case {
+    const char* name;
+    std::string kind;
+    std::map<std::string, std::string> settings;
+    std::map<int, std::string> channels;
+    std::map<std::string, std::string> persistent_data;
+};
+void PrintTo(const json_case& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class SettingsJson : public ::testing::TestWithParam<json_case> {};
+
+TEST_P(SettingsJson, SameTextAsProtobufsPrinter) {
+    const auto& c = GetParam();
+    EXPECT_EQ(render_settings_json({c.kind, c.settings, c.channels, c.persistent_data}),
+              printed_by_protobuf(c.kind, c.settings, c.channels, c.persistent_data));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Messages, SettingsJson,
+    ::testing::Values(json_case{"Empty", "", {}, {}, {}},
+                      json_case{"EveryField", "dns_v2", {{"host", "ns1"}}, {{-2, "Response Time"}}, {{"last", "x"}}},
+                      json_case{"EmptyValueStays", "dns_v2", {{"filter", ""}}, {}, {}},
+                      json_case{"KindLeftOut", "", {}, {{7, "c"}}, {}},
+                      json_case{"QuotesAndBackslashes", "k\"\\", {{"a\"b", "c\\d"}}, {}, {}},
+                      json_case{
+                          "ControlCharacters", "dns_v2", {{"blacklist_servers", "a\nb\tc\r\b\f\x01\x1f\x7f"}}, {}, {}},
+                      json_case{"AngleBracketsForHtml", "dns_v2", {{"<b>", "</script>"}}, {}, {}},
+                      json_case{"Utf8PassesThrough",
+                                "dns_v2",
+                                {{"domain", "b\xC3\xBC"
+                                            "cher.example"}},
+                                {},
+                                {}}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(SettingsJson, MapsAreSortedByKey) {
+    const std::string kind = "dns_v2";
+    const std::map<std::string, std::string> settings{{"b", "2"}, {"a", "1"}};
+    const std::map<int, std::string> channels{{10, "x"}, {2, "y"}};
+    const std::map<std::string, std::string> none;
+    EXPECT_EQ(render_settings_json({kind, settings, channels, none}),
+              R"({"kind":"dns_v2","settings":{"a":"1","b":"2"},"channels":{"2":"y","10":"x"}})");
+}
+
+} // namespace
+} // namespace vantrel::kelvane::libwexohelper::settings
