@@ -1,9 +1,13 @@
 #include "http_endpoints.hpp"
 
+#include "probe_exposition.hpp"
+#include "probe_request.hpp"
 #include "probe_service.hpp"
+#include "status_page.hpp"
 
 #include <httplib.h>
 
+#include <optional>
 #include <stdexcept>
 
 namespace vantrel::kelvane::probe::service {
@@ -11,12 +15,53 @@ namespace {
 
 constexpr const char* text_plain = "text/plain; charset=utf-8";
 constexpr const char* prometheus_text = "text/plain; version=0.0.4; charset=utf-8";
+constexpr const char* html = "text/html; charset=utf-8";
+constexpr const char* json = "application/json";
+// Threads that are not taken by probes: /metrics, the page and the health
+// checks are answered while every probe slot is busy.
+constexpr std::size_t spare_threads = 4;
+
+double epoch_seconds() {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+std::optional<double> scrape_timeout(const httplib::Request& req) {
+    const auto text = req.get_header_value("X-Prometheus-Scrape-Timeout-Seconds");
+    if (text.empty()) {
+        return std::nullopt;
+    }
+    try {
+        return std::stod(text);
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+// Counts a probe in flight for as long as it lives.
+class probe_slot {
+public:
+    probe_slot(std::atomic<std::size_t>& in_flight, std::size_t limit) : in_flight_(in_flight) {
+        taken_ = in_flight_.fetch_add(1) < limit;
+    }
+    ~probe_slot() { in_flight_.fetch_sub(1); }
+    probe_slot(const probe_slot&) = delete;
+    probe_slot& operator=(const probe_slot&) = delete;
+    bool taken() const { return taken_; }
+
+private:
+    std::atomic<std::size_t>& in_flight_;
+    bool taken_ = false;
+};
 
 } // namespace
 
-http_endpoints::http_endpoints(probe_service& service, std::function<std::string()> reload)
-    : service_(service), reload_(std::move(reload)), server_(std::make_unique<httplib::Server>()) {
+http_endpoints::http_endpoints(probe_service& service, std::function<std::string()> reload, std::size_t max_probes)
+    : service_(service), max_probes_(max_probes), reload_(std::move(reload)),
+      server_(std::make_unique<httplib::Server>()) {
     auto& s = *server_;
+    // Each probe holds its connection's thread while it scans.
+    const std::size_t threads = max_probes_ + spare_threads;
+    s.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
     // A stalled client must not hold a connection thread for long.
     s.set_read_timeout(std::chrono::seconds(5));
     s.set_write_timeout(std::chrono::seconds(5));
@@ -44,6 +89,60 @@ http_endpoints::http_endpoints(probe_service& service, std::function<std::string
             res.status = 400;
             res.set_content(problem + "\n", text_plain);
         }
+    });
+    add_probe_route();
+    add_status_routes();
+}
+
+void http_endpoints::add_probe_route() {
+    server_->Get("/probe", [this](const httplib::Request& req, httplib::Response& res) {
+        const probe_slot slot(probes_in_flight_, max_probes_);
+        if (!slot.taken()) {
+            res.status = 503;
+            res.set_content("too many probes in flight (at most " + std::to_string(max_probes_) + ")\n", text_plain);
+            return;
+        }
+        probe_request request;
+        try {
+            request = parse_probe_request({req.params.begin(), req.params.end()}, service_.presets(),
+                                          service_.manifest(), scrape_timeout(req));
+        } catch (const bad_probe_request& e) {
+            res.status = 400;
+            res.set_content(std::string(e.what()) + "\n", text_plain);
+            return;
+        }
+        const auto outcome = service_.probe(request.settings, request.debug);
+        if (request.debug) {
+            res.set_content(probe_debug_text(request, outcome), text_plain);
+        } else {
+            res.set_content(probe_metrics_text(request, outcome), prometheus_text);
+        }
+    });
+}
+
+void http_endpoints::add_status_routes() {
+    const auto page = [this](const httplib::Request&, httplib::Response& res) {
+        res.set_content(render_status_html(snapshot(service_), epoch_seconds()), html);
+    };
+    server_->Get("/", page);
+    server_->Get("/status", page);
+    server_->Get("/api/sensors", [this](const httplib::Request&, httplib::Response& res) {
+        res.set_content(render_status_json(snapshot(service_)), json);
+    });
+    server_->Get(R"(/sensors/([A-Za-z0-9_.-]+)/log)", [this](const httplib::Request& req, httplib::Response& res) {
+        const std::string name = req.matches[1];
+        for (const auto& s : snapshot(service_)) {
+            if (s.name == name) {
+                std::string text;
+                for (const auto& line : s.log) {
+                    text += line + (line.ends_with('\n') ? "" : "\n");
+                }
+                res.set_content(text, text_plain);
+                return;
+            }
+        }
+        res.status = 404;
+        res.set_content("no sensor " + name + "\n", text_plain);
     });
 }
 

@@ -109,6 +109,10 @@ void probe_service::start(const service_config& config) {
             s->series->missed();
         }
     });
+    {
+        std::lock_guard l(sensors_mutex_);
+        presets_ = config.modules;
+    }
     for (const auto& sensor : config.sensors) {
         add_sensor(sensor);
     }
@@ -168,6 +172,10 @@ void probe_service::reload(const service_config& config) {
     std::lock_guard lock(reload_mutex_);
     if (stopped_ || !scheduler_) {
         return;
+    }
+    {
+        std::lock_guard l(sensors_mutex_);
+        presets_ = config.modules;
     }
     std::map<std::string, const sensor_config*> wanted;
     for (const auto& s : config.sensors) {
@@ -275,6 +283,11 @@ bool probe_service::ready() const {
         std::lock_guard l(entry.second->mutex);
         return entry.second->scanned || entry.second->status == sensor_status::waiting;
     });
+}
+
+std::map<std::string, module_preset> probe_service::presets() const {
+    std::lock_guard lock(sensors_mutex_);
+    return presets_;
 }
 
 std::vector<std::shared_ptr<sensor_runtime>> probe_service::sensors() const {
@@ -428,14 +441,23 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
     if (!sensor->series) {
         return; // removed meanwhile
     }
+    const double now = epoch_seconds();
     sensor->scanned = true;
     sensor->channels = channels;
-    sensor->series->record_scan(view && result->response_code() == 0, seconds, epoch_seconds(), error_key);
+    sensor->last_scan_time = now;
+    sensor->series->record_scan(view && result->response_code() == 0, seconds, now, error_key);
+    double response_time = seconds;
     if (view) {
         for (const auto& value : result->values()) {
             if (const auto it = channels.find(value.channel_id()); it != channels.end()) {
                 sensor->series->set_channel(it->second, value.value());
+                if (channel_name(it->second) == "response_time") {
+                    response_time = static_cast<double>(value.value()) / 1000;
+                }
             }
+        }
+        if (config.kind == "dns_v2") {
+            track_answer(*sensor, *result, now);
         }
         sensor->reason = view->message;
         set_status(*sensor, view->status == "ok"        ? sensor_status::ok
@@ -445,6 +467,10 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
     } else {
         sensor->reason = reason;
         set_status(*sensor, sensor_status::error);
+    }
+    sensor->response_times.push_back(response_time);
+    if (sensor->response_times.size() > sensor_runtime::history_capacity) {
+        sensor->response_times.pop_front();
     }
     if (!error_key.empty()) {
         log_.write(log_level::warning, "scan_error",
@@ -462,18 +488,113 @@ void probe_service::on_module_log(const log_line& line) {
         std::lock_guard lock(sensors_mutex_);
         const auto it = by_module_id_.find(line.sensor_id);
         if (it == by_module_id_.end()) {
+            // A probe's lines go to the probe that asked for them; the probe
+            // unregisters only after its last call into the module.
+            if (const auto p = probe_logs_.find(line.sensor_id); p != probe_logs_.end()) {
+                p->second->push_back(line.text);
+            }
             return;
         }
         s = it->second;
     }
     std::lock_guard lock(s->mutex);
-    s->log.push_back(line.text);
-    if (s->log.size() > sensor_runtime::log_capacity) {
-        s->log.pop_front();
+    append_log(*s, line.text);
+}
+
+void probe_service::track_answer(sensor_runtime& sensor, const host_wire::SensorScanResult& result, double now) {
+    auto answer = answer_of(result);
+    if (!answer) {
+        return;
     }
-    if (s->log_file) {
-        *s->log_file << line.text << (line.text.ends_with('\n') ? "" : "\n") << std::flush;
+    const auto change = sensor.answers.observe(std::move(*answer));
+    if (!change) {
+        return;
     }
+    sensor.last_change_time = now;
+    sensor.series->answer_changed(now);
+    const std::string before = answer_text(change->before);
+    const std::string after = answer_text(change->after);
+    append_log(sensor, "Answer changed from: " + before + "\nAnswer changed to:   " + after);
+    log_.write(log_level::warning, "answer_changed",
+               {{"sensor", sensor.config.name}, {"before", before}, {"after", after}});
+}
+
+void probe_service::append_log(sensor_runtime& s, const std::string& text) {
+    s.log.push_back(text);
+    if (s.log.size() > sensor_runtime::log_capacity) {
+        s.log.pop_front();
+    }
+    if (s.log_file) {
+        *s.log_file << text << (text.ends_with('\n') ? "" : "\n") << std::flush;
+    }
+}
+
+probe_outcome probe_service::probe(const host_wire::SensorData& settings, bool keep_log) {
+    probe_outcome outcome;
+    const auto begin = std::chrono::steady_clock::now();
+    const auto elapsed = [&] {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    };
+    // Registers an id for the probe's log lines before the module can send any.
+    const auto listen = [&](std::int32_t id) {
+        if (keep_log) {
+            std::lock_guard lock(sensors_mutex_);
+            probe_logs_[id] = &outcome.log;
+        }
+    };
+    const auto unlisten = [&](std::int32_t id) {
+        if (keep_log) {
+            std::lock_guard lock(sensors_mutex_);
+            probe_logs_.erase(id);
+        }
+    };
+    const auto* kind = manifest_->find_kind(settings.kind());
+    for (const auto& check : kind != nullptr ? kind->required_checks : std::vector<std::string>{}) {
+        auto check_settings = settings;
+        check_settings.set_kind(check);
+        const std::int32_t id = next_check_id_++;
+        listen(id);
+        const std::int32_t code = session_->check(id, check_settings);
+        const auto result = session_->take_check_result(id);
+        unlisten(id);
+        if (code != 0 || !result || !result->success()) {
+            outcome.reason = code != 0 ? refusal(check, code) : !result ? check + " sent no result" : check + " failed";
+            outcome.seconds = elapsed();
+            return outcome;
+        }
+    }
+    const std::int32_t id = next_id_++;
+    listen(id);
+    const std::int32_t created = session_->create_sensor(id, settings);
+    if (created != 0) {
+        unlisten(id);
+        outcome.reason = refusal("creating the sensor", created);
+        outcome.seconds = elapsed();
+        return outcome;
+    }
+    const std::int32_t code = session_->scan(id);
+    const auto result = session_->take_scan_result(id);
+    const auto channels = session_->channels(id);
+    session_->destroy(id);
+    unlisten(id);
+    outcome.seconds = elapsed();
+    if (code != 0) {
+        outcome.reason = refusal("the scan", code);
+        return outcome;
+    }
+    if (!result) {
+        outcome.reason = "the scan sent no result";
+        return outcome;
+    }
+    outcome.view = evaluate(settings.kind(), *result, channels, *manifest_, options_.language);
+    outcome.success = result->response_code() == 0;
+    outcome.reason = outcome.view->message;
+    for (const auto& value : result->values()) {
+        if (const auto it = channels.find(value.channel_id()); it != channels.end()) {
+            outcome.values.emplace_back(it->second, value.value());
+        }
+    }
+    return outcome;
 }
 
 } // namespace vantrel::kelvane::probe::service

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "answer_tracker.hpp"
 #include "clock.hpp"
 #include "host_session.hpp"
 #include "manifest_model.hpp"
@@ -42,6 +43,25 @@ struct sensor_runtime {
     duration backoff{};
     bool scanned = false;
     std::unique_ptr<sensor_series> series;
+    // For the status page: the response time (seconds) of the last scans,
+    // oldest first, and when the last scan and the last answer change ended
+    // (seconds since the epoch, 0 for never).
+    static constexpr std::size_t history_capacity = 60;
+    std::deque<double> response_times;
+    double last_scan_time = 0;
+    double last_change_time = 0;
+    answer_tracker answers; // dns_v2 only
+};
+
+// What one /probe scan found.
+struct probe_outcome {
+    bool success = false; // the scan's result had response code 0
+    double seconds = 0;   // the whole probe: checks, creation, scan
+    std::string reason;   // why it failed, for people
+    std::optional<scan_view> view;
+    // The channels and their values, as the module sent them.
+    std::vector<std::pair<host_wire::ChannelOptions, std::int64_t>> values;
+    std::vector<std::string> log; // the sensor log, when asked for
 };
 
 struct service_options {
@@ -78,11 +98,19 @@ public:
     // Once every sensor has been scanned or waits for its precondition.
     bool ready() const;
     std::string metrics_text() const { return metrics_.text(); }
+    // The presets of /probe from the running configuration.
+    std::map<std::string, module_preset> presets() const;
     // The sensors by name, for endpoints; each is locked by its own mutex.
     std::vector<std::shared_ptr<sensor_runtime>> sensors() const;
     // The module instance id of a sensor (0: none), for tests.
     std::int32_t module_id(const std::string& name) const;
     scheduler& schedule() { return *scheduler_; }
+
+    // One scan outside the schedule, for /probe: runs the kind's preconditions,
+    // creates an instance with `settings`, scans it once and destroys it.
+    // Thread-safe; many probes may run at once. With `keep_log` the sensor log
+    // of the checks and the scan is returned (turn the `logging` setting on).
+    probe_outcome probe(const host_wire::SensorData& settings, bool keep_log);
 
 private:
     void add_sensor(const sensor_config& config);
@@ -93,6 +121,8 @@ private:
     void retry_later(const std::shared_ptr<sensor_runtime>& sensor, sensor_status status, const std::string& reason);
     void set_status(sensor_runtime& sensor, sensor_status status);
     void on_module_log(const log_line& line);
+    void append_log(sensor_runtime& sensor, const std::string& text);
+    void track_answer(sensor_runtime& sensor, const host_wire::SensorScanResult& result, double now);
     std::string refusal(const std::string& what, std::int32_t code);
     duration stop_grace() const;
 
@@ -108,6 +138,9 @@ private:
     mutable std::mutex sensors_mutex_;
     std::map<std::string, std::shared_ptr<sensor_runtime>> sensors_;
     std::unordered_map<std::int32_t, std::shared_ptr<sensor_runtime>> by_module_id_;
+    // Sensor log lines of the probes that asked for them, by module id.
+    std::unordered_map<std::int32_t, std::vector<std::string>*> probe_logs_;
+    std::map<std::string, module_preset> presets_; // guarded by sensors_mutex_
     std::atomic<std::int32_t> next_id_{1};
     std::atomic<std::int32_t> next_check_id_{1 << 30};
     std::uint64_t added_ = 0;

@@ -86,7 +86,7 @@ int run_serve(const serve_options& o, const std::string& module_path) {
         }
     };
 
-    http_endpoints http(service, reload);
+    http_endpoints http(service, reload, config.workers);
     try {
         port = http.listen(address, port);
     } catch (const std::exception& e) {

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -47,6 +48,12 @@ class config_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// Why a value is not allowed for a setting (a whole number in its range, one
+// of its options), or nothing when it is. The reason quotes the value, so
+// show it only for settings that are not secure.
+std::optional<std::string> check_value(const setting_description& setting, const std::string& value);
+bool is_secure(const setting_description& setting);
 
 // Reads and checks the whole configuration against the module's manifest:
 // every key, kind, setting and value, every name unique. The first problem

@@ -19,9 +19,12 @@ constexpr std::int32_t unit_response_time_ms = 6;
 const std::set<std::string> percentage_channels = {"servers_reached"};
 
 // Names the service uses itself; a channel of the same name gets a longer one.
-const std::set<std::string> own_names = {
-    "sensor_info", "sensor_state",      "scan_success",       "scan_duration_seconds",
-    "scans_total", "scan_errors_total", "missed_scans_total", "last_scan_timestamp_seconds"};
+const std::set<std::string> own_names = {"sensor_info",          "sensor_state",
+                                         "scan_success",         "scan_duration_seconds",
+                                         "scans_total",          "scan_errors_total",
+                                         "missed_scans_total",   "last_scan_timestamp_seconds",
+                                         "answer_changes_total", "last_answer_change_timestamp_seconds",
+                                         "probe_success",        "probe_duration_seconds"};
 
 std::string metric_safe(const std::string& text) {
     std::string out;
@@ -94,7 +97,21 @@ service_metrics::service_metrics()
       last_scan_(prometheus::BuildGauge()
                      .Name("wexo_last_scan_timestamp_seconds")
                      .Help("When the last scan ended, in seconds since the epoch.")
-                     .Register(*registry_)) {}
+                     .Register(*registry_)),
+      answer_changes_(prometheus::BuildCounter()
+                          .Name("wexo_answer_changes_total")
+                          .Help("Successful scans whose record set differed from the previous successful scan's.")
+                          .Register(*registry_)),
+      last_change_(prometheus::BuildGauge()
+                       .Name("wexo_last_answer_change_timestamp_seconds")
+                       .Help("When the record set last changed, in seconds since the epoch; 0 for never.")
+                       .Register(*registry_)) {}
+
+const prometheus::Histogram::BucketBoundaries& service_metrics::duration_buckets() {
+    static const prometheus::Histogram::BucketBoundaries buckets = {0.001, 0.0025, 0.005, 0.01, 0.025, 0.05, 0.1,
+                                                                    0.25,  0.5,    1,     2.5,  5,     10,   30};
+    return buckets;
+}
 
 service_metrics::~service_metrics() = default;
 
@@ -111,12 +128,14 @@ std::unique_ptr<sensor_series> service_metrics::add_sensor(const std::string& na
         s->states_[state] = &state_.Add(merged(s->labels_, {{"state", state}}));
     }
     s->success_ = &success_.Add(s->labels_);
-    static const prometheus::Histogram::BucketBoundaries buckets = {0.001, 0.0025, 0.005, 0.01, 0.025, 0.05, 0.1,
-                                                                    0.25,  0.5,    1,     2.5,  5,     10,   30};
-    s->duration_ = &duration_.Add(s->labels_, buckets);
+    s->duration_ = &duration_.Add(s->labels_, duration_buckets());
     s->scans_ = &scans_.Add(s->labels_);
     s->missed_ = &missed_.Add(s->labels_);
     s->last_scan_ = &last_scan_.Add(s->labels_);
+    if (kind == "dns_v2") {
+        s->answer_changes_ = &answer_changes_.Add(s->labels_);
+        s->last_change_ = &last_change_.Add(s->labels_);
+    }
     return s;
 }
 
@@ -133,6 +152,10 @@ void service_metrics::remove_sensor(std::unique_ptr<sensor_series> s) {
     scans_.Remove(s->scans_);
     missed_.Remove(s->missed_);
     last_scan_.Remove(s->last_scan_);
+    if (s->answer_changes_ != nullptr) {
+        answer_changes_.Remove(s->answer_changes_);
+        last_change_.Remove(s->last_change_);
+    }
     std::lock_guard lock(s->mutex_);
     for (const auto& [key, counter] : s->errors_) {
         errors_.Remove(counter);
@@ -176,6 +199,13 @@ void sensor_series::record_scan(bool success, double seconds, double timestamp, 
             counter = &owner_.errors_.Add(merged(labels_, {{"error", error_key}}));
         }
         counter->Increment();
+    }
+}
+
+void sensor_series::answer_changed(double timestamp) {
+    if (answer_changes_ != nullptr) {
+        answer_changes_->Increment();
+        last_change_->Set(timestamp);
     }
 }
 

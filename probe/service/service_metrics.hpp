@@ -37,6 +37,8 @@ public:
     void record_scan(bool success, double seconds, double timestamp, const std::string& error_key);
     void missed();
     void set_channel(const host_wire::ChannelOptions& channel, std::int64_t value);
+    // The answer of a dns_v2 sensor changed at `timestamp` (seconds since the epoch).
+    void answer_changed(double timestamp);
 
 private:
     friend class service_metrics;
@@ -51,7 +53,9 @@ private:
     prometheus::Counter* scans_ = nullptr;
     prometheus::Counter* missed_ = nullptr;
     prometheus::Gauge* last_scan_ = nullptr;
-    std::mutex mutex_; // guards the two maps below
+    prometheus::Counter* answer_changes_ = nullptr; // dns_v2 only
+    prometheus::Gauge* last_change_ = nullptr;      // dns_v2 only
+    std::mutex mutex_;                              // guards the two maps below
     std::map<std::string, prometheus::Counter*> errors_;
     std::map<std::string, prometheus::Gauge*> channels_;
 };
@@ -74,6 +78,8 @@ public:
     std::string text() const;
 
     static const std::vector<std::string>& states();
+    // The histogram buckets of scan durations, also used by /probe.
+    static const prometheus::Histogram::BucketBoundaries& duration_buckets();
 
 private:
     friend class sensor_series;
@@ -88,6 +94,8 @@ private:
     prometheus::Family<prometheus::Counter>& errors_;
     prometheus::Family<prometheus::Counter>& missed_;
     prometheus::Family<prometheus::Gauge>& last_scan_;
+    prometheus::Family<prometheus::Counter>& answer_changes_;
+    prometheus::Family<prometheus::Gauge>& last_change_;
     std::mutex channels_mutex_;
     std::map<std::string, prometheus::Family<prometheus::Gauge>*> channel_families_;
 };
