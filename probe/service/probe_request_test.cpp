@@ -27,8 +27,9 @@ const std::map<std::string, module_preset>& presets() {
     return config.modules;
 }
 
-probe_request parse(const parameters& p, std::optional<double> scrape_timeout = std::nullopt) {
-    return parse_probe_request(p, presets(), manifest(), scrape_timeout);
+probe_request parse(const parameters& p, std::optional<double> scrape_timeout = std::nullopt,
+                    const std::map<std::string, module_preset>& modules = presets()) {
+    return parse_probe_request(p, modules, manifest(), scrape_timeout);
 }
 
 std::string value(const probe_request& r, const std::string& key) {
@@ -119,6 +120,16 @@ INSTANTIATE_TEST_SUITE_P(
         bad_case{"RequiredLeftEmpty", {{"kind", "dns_v2"}, {"target", "h"}}, "needs a value for"},
         bad_case{"BadDebug", {{"kind", "dns_v2"}, {"target", "h"}, {"debug", "yes"}}, "debug must be true or false"}),
     [](const auto& info) { return info.param.name; });
+
+TEST(DeploySample, IsAConfigurationTheServiceAccepts) {
+    const auto config = load_config(WEXO_SAMPLE_CONFIG, manifest());
+    EXPECT_EQ(config.sensors.size(), 2u);
+    EXPECT_EQ(config.modules.count("dns_a"), 1u);
+    // Its presets serve /probe as they stand.
+    EXPECT_EQ(
+        parse({{"module", "dns_a"}, {"target", "h"}, {"domain", "www.example"}}, std::nullopt, config.modules).kind,
+        "dns_v2");
+}
 
 } // namespace
 } // namespace vantrel::kelvane::probe::service
