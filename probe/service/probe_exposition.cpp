@@ -11,20 +11,11 @@
 namespace vantrel::kelvane::probe::service {
 namespace {
 
-std::string setting_of(const probe_request& request, const std::string& name) {
-    for (const auto& [key, value] : request.settings.settings()) {
-        if (key == name || key.ends_with("." + name)) {
-            return value;
-        }
-    }
-    return {};
-}
-
 prometheus::Labels probe_labels(const probe_request& request) {
     if (request.kind != "dns_v2") {
         return {};
     }
-    return {{"domain", setting_of(request, "domain")}, {"record_type", setting_of(request, "record_type")}};
+    return {{"domain", setting_value(request.settings, "domain")}, {"record_type", setting_value(request.settings, "record_type")}};
 }
 
 } // namespace

@@ -23,12 +23,7 @@ std::int64_t setting_seconds(const sensor_config& config, std::string_view suffi
 }
 
 std::string setting(const sensor_config& config, std::string_view name) {
-    for (const auto& [key, value] : config.settings.settings()) {
-        if (key == name || key.ends_with("." + std::string(name))) {
-            return value;
-        }
-    }
-    return {};
+    return setting_value(config.settings, name);
 }
 
 // What the sensor asks, for wexo_sensor_info: enough for an alert to say which

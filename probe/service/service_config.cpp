@@ -259,6 +259,16 @@ bool is_secure(const setting_description& s) {
     return s.type == "secret";
 }
 
+std::string setting_value(const host_wire::SensorData& settings, std::string_view name) {
+    for (const auto& [key, value] : settings.settings()) {
+        if (key == name ||
+            (key.size() > name.size() && key.ends_with(name) && key[key.size() - name.size() - 1] == '.')) {
+            return value;
+        }
+    }
+    return {};
+}
+
 bool sensor_config::same_instance(const sensor_config& other) const {
     if (kind != other.kind || settings.settings_size() != other.settings.settings_size()) {
         return false;

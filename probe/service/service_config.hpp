@@ -11,6 +11,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantrel::kelvane::probe::service {
@@ -48,6 +49,10 @@ class config_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// The value of the setting whose full key is `name` or ends in "." + `name`
+// (the first one); empty when there is none.
+std::string setting_value(const host_wire::SensorData& settings, std::string_view name);
 
 // Why a value is not allowed for a setting (a whole number in its range, one
 // of its options), or nothing when it is. The reason quotes the value, so

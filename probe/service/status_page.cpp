@@ -10,23 +10,14 @@
 namespace vantrel::kelvane::probe::service {
 namespace {
 
-std::string setting_of(const sensor_config& config, const std::string& name) {
-    for (const auto& [key, value] : config.settings.settings()) {
-        if (key == name || key.ends_with("." + name)) {
-            return value;
-        }
-    }
-    return {};
-}
-
 std::string describe(const sensor_config& config) {
-    const std::string host = setting_of(config, "host");
+    const std::string host = setting_value(config.settings, "host");
     if (config.kind == "dns_v2") {
-        return setting_of(config, "record_type") + " " + setting_of(config, "domain") + " at " + host;
+        return setting_value(config.settings, "record_type") + " " + setting_value(config.settings, "domain") + " at " + host;
     }
     if (config.kind == "ip_reputation_score_sensor") {
         std::size_t lines = 0;
-        const std::string list = setting_of(config, "blacklist_servers");
+        const std::string list = setting_value(config.settings, "blacklist_servers");
         std::size_t start = 0;
         while (start <= list.size()) {
             const std::size_t end = std::min(list.find_first_of("\r\n", start), list.size());
