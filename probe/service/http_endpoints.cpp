@@ -69,6 +69,9 @@ http_endpoints::http_endpoints(probe_service& service, std::function<std::string
     // Small answers on kept-alive connections: without this, delayed ACKs add
     // 40 ms to every exchange.
     s.set_tcp_nodelay(true);
+    // An idle kept-alive connection holds a pool thread; Prometheus comes back
+    // only at its next scrape, so waiting long for it helps nobody.
+    s.set_keep_alive_timeout(1);
 
     s.Get("/metrics", [this](const httplib::Request&, httplib::Response& res) {
         res.set_content(service_.metrics_text(), prometheus_text);
