@@ -1,5 +1,6 @@
 #include "probe_request.hpp"
 
+#include "setting_check.hpp"
 #include "settings_builder.hpp"
 
 #include <algorithm>
@@ -128,9 +129,9 @@ probe_request parse_probe_request(const std::vector<std::pair<std::string, std::
         if (!given.insert(setting->key).second) {
             throw bad_probe_request(in_quotes(name) + " names " + setting->key + ", which is already set");
         }
-        if (const auto problem = check_value(*setting, value)) {
-            throw bad_probe_request(is_secure(*setting) ? setting->name + " has a value that is not allowed"
-                                                        : *problem);
+        // The check never quotes the value of a secure setting.
+        if (const auto problem = check_setting_value(*setting, value)) {
+            throw bad_probe_request(*problem);
         }
         built.assignments.push_back(setting->key + "=" + escaped(value));
     }

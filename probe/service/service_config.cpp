@@ -229,36 +229,6 @@ sensor_config read_sensor(const reader& r, const YAML::Node& node, const manifes
 
 } // namespace
 
-std::optional<std::string> check_value(const setting_description& s, const std::string& value) {
-    if (s.type == "integer") {
-        std::int64_t n = 0;
-        const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), n);
-        const bool whole = error == std::errc() && end == value.data() + value.size() && !value.empty();
-        if (!whole || (s.minimum && n < *s.minimum) || (s.maximum && n > *s.maximum)) {
-            std::string range = s.minimum && s.maximum
-                                    ? " from " + std::to_string(*s.minimum) + " to " + std::to_string(*s.maximum)
-                                : s.minimum ? " of at least " + std::to_string(*s.minimum)
-                                : s.maximum ? " of at most " + std::to_string(*s.maximum)
-                                            : std::string();
-            return s.name + " (" + s.key + ") must be a whole number" + range + ", not \"" + value + "\"";
-        }
-    } else if (s.type == "selection") {
-        std::string list;
-        for (const auto& [option, display] : s.options) {
-            if (option == value) {
-                return std::nullopt;
-            }
-            list += (list.empty() ? "" : ", ") + option;
-        }
-        return s.name + " (" + s.key + ") must be one of " + list + ", not \"" + value + "\"";
-    }
-    return std::nullopt;
-}
-
-bool is_secure(const setting_description& s) {
-    return s.type == "secret";
-}
-
 std::string setting_value(const host_wire::SensorData& settings, std::string_view name) {
     for (const auto& [key, value] : settings.settings()) {
         if (key == name ||

@@ -54,12 +54,6 @@ public:
 // (the first one); empty when there is none.
 std::string setting_value(const host_wire::SensorData& settings, std::string_view name);
 
-// Why a value is not allowed for a setting (a whole number in its range, one
-// of its options), or nothing when it is. The reason quotes the value, so
-// show it only for settings that are not secure.
-std::optional<std::string> check_value(const setting_description& setting, const std::string& value);
-bool is_secure(const setting_description& setting);
-
 // Reads and checks the whole configuration against the module's manifest:
 // every key, kind, setting and value, every name unique. The first problem
 // throws config_error naming the place and, where there is a choice, the
