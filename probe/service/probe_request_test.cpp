@@ -114,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(
                  {{"kind", "dns_v2"}, {"target", "h"}, {"domain", "a"}, {domain_key, "b"}},
                  "which is already set"},
         bad_case{
-            "NotAnOption", {{"kind", "dns_v2"}, {"target", "h"}, {"record_type", "AXFR"}}, "must be one of A, AAAA"},
+            "NotAnOption", {{"kind", "dns_v2"}, {"target", "h"}, {"record_type", "AXFR"}}, "must be one of \"A\", \"AAAA\""},
         bad_case{"NotANumber", {{"kind", "dns_v2"}, {"target", "h"}, {"port", "53x"}}, "must be a whole number"},
         bad_case{"OutOfRange", {{"kind", "dns_v2"}, {"target", "h"}, {"port", "70000"}}, "from 1 to 65535"},
         bad_case{"RequiredLeftEmpty", {{"kind", "dns_v2"}, {"target", "h"}}, "needs a value for"},

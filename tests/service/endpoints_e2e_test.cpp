@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <future>
 #include <regex>
@@ -22,9 +23,19 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Two devices: the probes' two targets.
-constexpr const char* device = "127.95.0.1";
-constexpr const char* second = "127.95.0.2";
+// Two devices: the probes' two targets. Each test has addresses of its own
+// (port 53 is taken by address), so that CTest may run them side by side.
+std::string device;
+std::string second;
+
+int test_number() {
+    static const std::vector<std::string> names = {
+        "ProbeAnswersWithTheScanOfItsParameters", "AnAnswerChangeBetweenScansIsCountedAndLogged",
+        "PrometheusScrapesMetricsAndProbes", "BrowserShowsOneRowPerSensorAndAnswersAsText"};
+    const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
+    const auto it = std::find(names.begin(), names.end(), name);
+    return 1 + static_cast<int>(it - names.begin());
+}
 
 // What both devices serve: www.example (two addresses on the first, one on
 // the second), a TXT record with markup in it, a name that answers slowly,
@@ -53,17 +64,20 @@ dns_action answer(const std::string& server, const dns_request& r) {
 class Endpoints : public testing::Test {
 protected:
     void SetUp() override {
-        for (const auto* address : {device, second}) {
+        device = "127.95." + std::to_string(test_number()) + ".1";
+        second = "127.95." + std::to_string(test_number()) + ".2";
+        for (const auto& address : {device, second}) {
             std::string skip;
             auto server = serve_zone(address, zone{}, skip);
             if (!server && !skip.empty()) {
                 GTEST_SKIP() << skip;
             }
             ASSERT_TRUE(server);
-            server->on_request([a = std::string(address)](const dns_request& r) { return answer(a, r); });
+            server->on_request([a = address](const dns_request& r) { return answer(a, r); });
             servers_.push_back(std::move(server));
         }
-        directory_ = fs::temp_directory_path() / ("wexo-endpoints-e2e-" + std::to_string(getpid()));
+        directory_ = fs::temp_directory_path() /
+                     ("wexo-endpoints-e2e-" + std::to_string(getpid()) + "-" + std::to_string(test_number()));
         fs::remove_all(directory_);
         fs::create_directories(directory_);
     }
@@ -152,7 +166,7 @@ TEST_F(Endpoints, ProbeAnswersWithTheScanOfItsParameters) {
     res = client.Get(std::string("/probe?kind=dns_v2&target=") + device + "&domain=x&record_type=AXFR");
     ASSERT_TRUE(res);
     EXPECT_EQ(res->status, 400);
-    EXPECT_NE(res->body.find("must be one of A, AAAA"), std::string::npos) << res->body;
+    EXPECT_NE(res->body.find(R"(must be one of "A", "AAAA")"), std::string::npos) << res->body;
 
     // Two slow probes take both slots; a third is turned away at once.
     const std::string slow = std::string("/probe?kind=dns_v2&target=") + device + "&domain=slow.example";
@@ -380,7 +394,7 @@ TEST_F(Endpoints, BrowserShowsOneRowPerSensorAndAnswersAsText) {
     ASSERT_EQ(rows.size(), 3u) << dom;
     EXPECT_NE(rows["www"].find(R"(<td class="state ok">ok</td>)"), std::string::npos) << rows["www"];
     EXPECT_NE(rows["www"].find(R"(<a href="/sensors/www/log">www</a>)"), std::string::npos);
-    EXPECT_NE(rows["www"].find(R"(<td class="asks">A www.example at 127.95.0.1</td>)"), std::string::npos);
+    EXPECT_NE(rows["www"].find("<td class=\"asks\">A www.example at " + device + "</td>"), std::string::npos);
     EXPECT_NE(rows["www"].find(R"(Record Count: <span class="value">2</span>)"), std::string::npos) << rows["www"];
     EXPECT_NE(rows["www"].find("<svg"), std::string::npos);
     EXPECT_NE(rows["waits"].find(R"(<td class="state waiting">waiting</td>)"), std::string::npos) << rows["waits"];

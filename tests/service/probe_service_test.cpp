@@ -7,8 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace vantrel::kelvane::tests {
 namespace {
@@ -17,7 +20,9 @@ using namespace std::chrono_literals;
 namespace service = probe::service;
 
 // Addresses of this file's servers; nothing listens on `absent`.
-constexpr const char* device = "127.93.0.1";
+// Each test has a device address of its own (port 53 is taken by address),
+// so that CTest may run them side by side.
+std::string device;
 constexpr const char* absent = "127.93.0.99";
 
 class ProbeService : public testing::Test {
@@ -29,6 +34,12 @@ protected:
         z.a["10.2.0.192.bl.test"] = {"127.0.0.2"};
         z.mx["example"] = {{10, "mx1.example"}, {20, "mx2.example"}, {30, "mx3.example"}};
         std::string skip;
+        const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
+        static const std::vector<std::string> tests = {"ScansReportsWaitsAndStops",
+                                                       "ReloadKeepsUnchangedSensorsAndRenewsChangedOnes",
+                                                       "ScansOfDifferentSensorsRunInParallel"};
+        const auto number = std::find(tests.begin(), tests.end(), test) - tests.begin();
+        device = "127.93." + std::to_string(1 + number) + ".1";
         server_ = serve_zone(device, z, skip);
         if (!server_ && !skip.empty()) {
             GTEST_SKIP() << skip;
