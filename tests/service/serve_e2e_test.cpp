@@ -165,10 +165,15 @@ TEST_F(ServeEndToEnd, MetricsReloadAndCleanStop) {
     EXPECT_FALSE(fs::exists(directory_ / "sensors" / "mail.log")) << "logging is off for mail";
 }
 
-TEST_F(ServeEndToEnd, ABrokenFileStopsTheStartWithItsPlace) {
-    const auto config = directory_ / "probe.yaml";
+// Needs no DNS server: it must not hold the fixture's port 53 while the
+// other test of this file runs beside it.
+TEST(ServeStart, ABrokenFileStopsTheStartWithItsPlace) {
+    const auto directory = fs::temp_directory_path() / ("wexo-serve-broken-" + std::to_string(getpid()));
+    fs::remove_all(directory);
+    fs::create_directories(directory);
+    const auto config = directory / "probe.yaml";
     write_text(config, "sensors:\n  - name: a\n    kind: dns_v2\n    settings: {host: h, domain: d, recordtype: MX}\n");
-    serve_process service(config, directory_);
+    serve_process service(config, directory);
     ASSERT_TRUE(service.started());
     const auto code = service.wait(15s);
     ASSERT_TRUE(code);
@@ -177,6 +182,7 @@ TEST_F(ServeEndToEnd, ABrokenFileStopsTheStartWithItsPlace) {
                                  ":4:36: \\\"recordtype\\\" is not a setting of dns_v2. Valid keys: host, logging,"),
               std::string::npos)
         << service.log();
+    fs::remove_all(directory);
 }
 
 } // namespace
