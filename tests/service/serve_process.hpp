@@ -14,12 +14,9 @@
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-extern char** environ;
+#include <test_support/server_process.hpp>
 
 namespace vantrel::kelvane::tests {
 
@@ -40,24 +37,10 @@ inline void write_text(const fs::path& path, const std::string& text) {
 class serve_process {
 public:
     serve_process(const fs::path& config, const fs::path& directory) : stderr_path_(directory / "stderr.log") {
-        const std::vector<std::string> args = {WEXO_PROBE_PATH,    "--module",
-                                               WEXO_MODULE_PATH,   "serve",
-                                               "--config",         config.string(),
-                                               "--listen",         "127.0.0.1:0",
-                                               "--sensor-log-dir", (directory / "sensors").string()};
-        std::vector<char*> argv;
-        for (const auto& a : args) {
-            argv.push_back(const_cast<char*>(a.c_str()));
-        }
-        argv.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 2, stderr_path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
-            pid_ = 0;
-        }
-        posix_spawn_file_actions_destroy(&actions);
+        pid_ = test_support::spawn_program({WEXO_PROBE_PATH, "--module", WEXO_MODULE_PATH, "serve", "--config",
+                                            config.string(), "--listen", "127.0.0.1:0", "--sensor-log-dir",
+                                            (directory / "sensors").string()},
+                                           "/dev/null", stderr_path_);
     }
     ~serve_process() {
         if (pid_ != 0) {
@@ -86,15 +69,11 @@ public:
 
     // The exit code, or nothing when the process has not ended within `limit`.
     std::optional<int> wait(std::chrono::seconds limit) {
-        for (auto end = std::chrono::steady_clock::now() + limit; std::chrono::steady_clock::now() < end;) {
-            int status = 0;
-            if (waitpid(pid_, &status, WNOHANG) == pid_) {
-                pid_ = 0;
-                return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        const auto code = test_support::wait_for_exit(pid_, limit);
+        if (code) {
+            pid_ = 0;
         }
-        return std::nullopt;
+        return code;
     }
 
 private:

@@ -17,6 +17,51 @@ extern char** environ;
 
 namespace vantrel::kelvane::test_support {
 
+pid_t spawn_program(const std::vector<std::string>& args, const std::filesystem::path& stdout_file,
+                    const std::filesystem::path& stderr_file, bool own_group) {
+    std::vector<char*> argv;
+    for (const auto& a : args) {
+        argv.push_back(const_cast<char*>(a.c_str()));
+    }
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, stdout_file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (stderr_file == stdout_file) {
+        posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
+    } else {
+        posix_spawn_file_actions_addopen(&files, STDERR_FILENO, stderr_file.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                         0644);
+    }
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    if (own_group) {
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+        posix_spawnattr_setpgroup(&attributes, 0);
+    }
+    pid_t pid = 0;
+    if (argv[0] == nullptr || posix_spawn(&pid, argv[0], &files, &attributes, argv.data(), environ) != 0) {
+        pid = 0;
+    }
+    posix_spawn_file_actions_destroy(&files);
+    posix_spawnattr_destroy(&attributes);
+    return pid;
+}
+
+std::optional<int> wait_for_exit(pid_t pid, std::chrono::milliseconds limit) {
+    for (const auto end = std::chrono::steady_clock::now() + limit;;) {
+        int status = 0;
+        if (::waitpid(pid, &status, WNOHANG) == pid) {
+            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        }
+        if (std::chrono::steady_clock::now() >= end) {
+            return std::nullopt;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
 std::uint16_t free_loopback_port() {
     for (int attempt = 0; attempt < 50; ++attempt) {
         const int udp = ::socket(AF_INET, SOCK_DGRAM, 0);
@@ -62,23 +107,12 @@ std::string server_process::log_text() const {
 
 std::string server_process::start(const std::string& program, const std::vector<std::string>& arguments,
                                   const std::function<bool()>& ready, std::chrono::milliseconds timeout) {
-    const std::string log = (directory_ / (name_ + ".log")).string();
-    std::vector<char*> argv;
-    argv.push_back(const_cast<char*>(program.c_str()));
-    for (const auto& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
-    const int spawned = posix_spawn(&pid_, program.c_str(), &files, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&files);
-    if (spawned != 0) {
-        pid_ = 0;
-        return "posix_spawn of " + program + " failed: " + std::to_string(spawned);
+    const auto log = directory_ / (name_ + ".log");
+    std::vector<std::string> argv = {program};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    pid_ = spawn_program(argv, log, log);
+    if (pid_ == 0) {
+        return "cannot start " + program;
     }
 
     const auto deadline = std::chrono::steady_clock::now() + timeout;
@@ -101,13 +135,9 @@ void server_process::stop() {
         return;
     }
     ::kill(pid_, SIGTERM);
-    int status = 0;
-    for (int wait = 0; wait < 250 && ::waitpid(pid_, &status, WNOHANG) == 0; ++wait) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    if (::waitpid(pid_, &status, WNOHANG) == 0) {
+    if (!wait_for_exit(pid_, std::chrono::seconds(5))) {
         ::kill(pid_, SIGKILL);
-        ::waitpid(pid_, &status, 0);
+        ::waitpid(pid_, nullptr, 0);
     }
     pid_ = 0;
 }

@@ -7,12 +7,24 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <sys/types.h>
 
 namespace vantrel::kelvane::test_support {
+
+// Starts `argv` (its program as argv[0]) with stdin from /dev/null and its
+// output in files (`stderr_file` may be the same as `stdout_file`). With
+// `own_group` it leads a process group of its own, so that killing -PID also
+// ends the helpers it starts. Returns its PID, or 0 when it could not start.
+pid_t spawn_program(const std::vector<std::string>& argv, const std::filesystem::path& stdout_file,
+                    const std::filesystem::path& stderr_file, bool own_group = false);
+
+// The exit code of `pid` (128 + signal when a signal ended it), or nothing
+// when it is still running after `limit`.
+std::optional<int> wait_for_exit(pid_t pid, std::chrono::milliseconds limit);
 
 // A loopback port that is free for both UDP and TCP right now (0 if none was found).
 std::uint16_t free_loopback_port();
