@@ -20,7 +20,8 @@ prefix=${WEXO_WINE_PREFIX:?WEXO_WINE_PREFIX names the Wine prefix}
 command -v wine >/dev/null || { echo "wine_run: Wine is not installed (run scripts/setup)" >&2; exit 127; }
 if [ "${1:-}" = --stop ]; then
   [ -d "$prefix" ] || exit 0
-  export WINEPREFIX=$(cd "$prefix" && pwd) WINEDEBUG=-all
+  WINEPREFIX=$(cd "$prefix" && pwd)
+  export WINEPREFIX WINEDEBUG=-all
   wineserver -k 2>/dev/null || true # fails when none is running
   exec timeout 60 wineserver -w
 fi
