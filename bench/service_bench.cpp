@@ -1,8 +1,16 @@
 // wexo-probe serve at scale: N dns_v2 sensors against a loopback server.
 // Reports scans per second achieved against scheduled, how late scans start
-// behind their due time (p50, p99, max), CPU seconds per scan beside the bare
-// c-ares pattern's, and RSS per configured sensor. With --soak it runs until a
-// number of scans and reports RSS after warm-up and at the end.
+// behind their due time (p50, p99, max), CPU seconds per scan and RSS per
+// configured sensor. With --soak it runs until a number of scans and reports
+// RSS after warm-up and at the end.
+//
+// CPU per scan is set beside the same scans without the service, each run
+// in this process after the service has stopped, at the rate the service
+// achieved and with as many threads as it has workers (a paced pool, see
+// paced_pool.hpp): the module's scans through its exports (what the module
+// costs), and the bare c-ares pattern (what the DNS question costs). The bare
+// pattern in a loop on one thread is shown too: it is cheaper than any paced
+// run, because its caches stay warm and no thread waits for a due time.
 //
 //   service_bench [--sensors 1000] [--interval 60] [--workers 64] [--soak 1000000]
 //
@@ -11,7 +19,10 @@
 // dns_v2 asks, so this needs the right to bind port 53.
 
 #include "bare_cares_pattern.hpp"
+#include "paced_pool.hpp"
+#include "process_usage.hpp"
 
+#include <host_session.hpp>
 #include <probe_service.hpp>
 #include <test_support/fake_dns_server.hpp>
 
@@ -21,21 +32,24 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
+#include <functional>
 #include <iostream>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
 using namespace std::chrono_literals;
+namespace bench = vantrel::kelvane::bench;
+namespace probe = vantrel::kelvane::probe;
 namespace service = vantrel::kelvane::probe::service;
 using vantrel::kelvane::test_support::dns_action;
 using vantrel::kelvane::test_support::dns_request;
@@ -49,23 +63,6 @@ struct settings {
     int workers = 64;
     long long soak = 0;
 };
-
-double cpu_seconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-double rss_kib() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmRSS:", 0) == 0) {
-            return std::stod(line.substr(6));
-        }
-    }
-    return 0;
-}
 
 // The server in a child process: 127.95.0.1:53 for the sensors, and an
 // ephemeral port on 127.0.0.1 for the bare pattern, whose number it reports.
@@ -147,17 +144,155 @@ std::uint64_t scans(service::probe_service& probe, int sensors) {
     return total;
 }
 
-double bare_cpu_per_query(std::uint16_t port) {
-    const vantrel::kelvane::bench::bare_cares_pattern pattern(port, 5000);
+double seconds_since(std::chrono::steady_clock::time_point begin) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+// CPU and context switches per scan of one way of scanning.
+struct cost {
+    double cpu = 0;      // seconds per scan
+    double switches = 0; // per scan
+    long scans = 0;
+    long failed = 0;
+};
+
+cost per_scan(const bench::process_usage& used, long scans, long failed = 0) {
+    const double n = scans == 0 ? 1 : static_cast<double>(scans);
+    return {used.cpu_seconds / n, static_cast<double>(used.switches) / n, scans, failed};
+}
+
+// A way of scanning without the service, in a child process of its own that
+// runs at the same time as the service's measured window, so that both pay
+// the same machine's noise. `prepare` runs in the child before the window
+// and returns the scan (true when it succeeded).
+class paced_child {
+public:
+    using scan = std::function<bool(long)>;
+
+    paced_child(const char* what, std::function<scan()> prepare, double rate, long count, int workers) : what_(what) {
+        int go[2];
+        int report[2];
+        if (pipe(go) != 0 || pipe(report) != 0) {
+            return;
+        }
+        pid_ = fork();
+        if (pid_ == 0) {
+            close(go[1]);
+            close(report[0]);
+            cost c;
+            try {
+                const auto job = prepare();
+                char ready = 1;
+                (void)!write(report[1], &ready, 1);
+                if (read(go[0], &ready, 1) == 1) {
+                    std::atomic<long> failed{0};
+                    const auto before = bench::process_usage::now();
+                    bench::run_paced(rate, count, workers, [&](long k) {
+                        if (!job(k)) {
+                            ++failed;
+                        }
+                    });
+                    c = per_scan(bench::process_usage::now() - before, count, failed);
+                }
+            } catch (const std::exception& e) {
+                std::cerr << "service_bench: " << what << ": " << e.what() << '\n';
+            }
+            (void)!write(report[1], &c, sizeof c);
+            _exit(0);
+        }
+        close(go[0]);
+        close(report[1]);
+        go_ = go[1];
+        report_ = report[0];
+    }
+
+    // Waits until the child is ready, then starts its window.
+    void go() {
+        char ready = 0;
+        if (read(report_, &ready, 1) == 1) {
+            (void)!write(go_, &ready, 1);
+        }
+    }
+
+    // Waits for the child's figures.
+    cost result() {
+        cost c;
+        if (read(report_, &c, sizeof c) != sizeof c) {
+            c = {};
+        }
+        close(report_);
+        close(go_);
+        waitpid(pid_, nullptr, 0);
+        return c;
+    }
+
+    const char* what() const { return what_; }
+
+private:
+    const char* what_;
+    pid_t pid_ = -1;
+    int go_ = -1;
+    int report_ = -1;
+};
+
+// The module's scans through its exports, with the sensors of the service's
+// configuration, each created once and scanned in turn. The host does no more
+// than a host must: it takes each result out of the session.
+paced_child::scan module_scans(const settings& s) {
+    auto session = std::make_shared<probe::host_session>(WEXO_MODULE_PATH);
+    const probe::manifest_model manifest(session->manifest(true));
+    const auto config = service::parse_config(config_text(s), "bench.yaml", manifest);
+    for (int i = 0; i < s.sensors; ++i) {
+        if (session->create_sensor(i + 1, config.sensors[static_cast<std::size_t>(i)].settings) != 0) {
+            throw std::runtime_error("the module refused sensor " + std::to_string(i));
+        }
+    }
+    const int sensors = s.sensors;
+    const auto one = [session, sensors](long k) {
+        const auto id = static_cast<std::int32_t>(k % sensors + 1);
+        const auto code = session->scan(id);
+        const auto result = session->take_scan_result(id);
+        return code == 0 && result && result->response_code() == 0;
+    };
+    bench::run_paced(1e9, sensors, s.workers, one); // each once, as the service did before its window
+    return one;
+}
+
+paced_child::scan bare_queries(std::uint16_t port) {
+    auto pattern = std::make_shared<bench::bare_cares_pattern>(port, 5000);
+    return [pattern](long) { return pattern->query("bare.bench.test") == 1; };
+}
+
+cost bare_in_a_loop(std::uint16_t port) {
+    const bench::bare_cares_pattern pattern(port, 5000);
     constexpr int queries = 2000;
     for (int i = 0; i < 100; ++i) {
         pattern.query("warm.bench.test");
     }
-    const double before = cpu_seconds();
+    const auto before = bench::process_usage::now();
     for (int i = 0; i < queries; ++i) {
         pattern.query("bare.bench.test");
     }
-    return (cpu_seconds() - before) / queries;
+    return per_scan(bench::process_usage::now() - before, queries);
+}
+
+void print_cost(const char* what, const cost& c, double service_cpu) {
+    std::printf("    %-44s %8.1f us %5.1f switches  (service / this: %.2f)", what, c.cpu * 1e6, c.switches,
+                c.cpu > 0 ? service_cpu / c.cpu : 0);
+    if (c.failed != 0) {
+        std::printf(" %ld of %ld failed", c.failed, c.scans);
+    }
+    std::printf("\n");
+}
+
+// Stops the service and tells how long that took (every sensor is destroyed
+// and its series removed).
+void stop_timed(service::probe_service& probe, int sensors) {
+    const auto begin = std::chrono::steady_clock::now();
+    const auto before = bench::process_usage::now();
+    probe.stop();
+    const auto used = bench::process_usage::now() - before;
+    std::printf("  stop with %d sensors: %.2f s, %.2f CPU s\n", sensors, seconds_since(begin), used.cpu_seconds);
 }
 
 int run(const settings& s) {
@@ -168,6 +303,19 @@ int run(const settings& s) {
         return 1;
     }
     ares_library_init(ARES_LIB_INIT_ALL);
+    std::printf("sensors %d, interval %d s, workers %d; load average at start %s\n", s.sensors, s.interval, s.workers,
+                bench::load_average().c_str());
+    std::fflush(stdout);
+    // Forked before this process has threads: the baselines of the window.
+    const double rate = static_cast<double>(s.sensors) / s.interval;
+    const long count = static_cast<long>(rate * s.interval);
+    std::vector<std::unique_ptr<paced_child>> baselines;
+    if (s.soak == 0) {
+        baselines.push_back(std::make_unique<paced_child>(
+            "module through its exports, same pace", [&] { return module_scans(s); }, rate, count, s.workers));
+        baselines.push_back(std::make_unique<paced_child>(
+            "bare c-ares pattern, same pace", [&] { return bare_queries(bare_port); }, rate, count, s.workers));
+    }
     std::ostringstream log_text;
     service::service_log log(log_text, "text", "error");
     const service::steady_clock clock;
@@ -179,47 +327,59 @@ int run(const settings& s) {
     {
         service::probe_service probe(options, log, clock);
         const auto config = service::parse_config(config_text(s), "bench.yaml", probe.manifest());
-        const double rss_before = rss_kib();
+        const double rss_before = bench::rss_kib();
         probe.start(config);
         const auto interval = std::chrono::seconds(s.interval);
 
         if (s.soak > 0) {
             const long long warm_up = std::min<long long>(s.soak / 10, 100000);
             double rss_warm = 0;
+            long long done_warm = 0;
+            bench::process_usage usage_warm;
             const auto begin = std::chrono::steady_clock::now();
             for (;;) {
                 std::this_thread::sleep_for(1s);
                 const auto done = static_cast<long long>(scans(probe, s.sensors));
                 if (rss_warm == 0 && done >= warm_up) {
-                    rss_warm = rss_kib();
-                    std::printf("soak: RSS after %lld scans (warm-up): %.0f KiB\n", done, rss_warm);
+                    rss_warm = bench::rss_kib();
+                    done_warm = done;
+                    usage_warm = bench::process_usage::now();
+                    std::printf("soak: RSS after %lld scans (warm-up, %.0f s): %.0f KiB\n", done, seconds_since(begin),
+                                rss_warm);
                     std::fflush(stdout);
                 }
                 if (done >= s.soak) {
-                    const double rss_end = rss_kib();
-                    const double elapsed =
-                        std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-                    std::printf("soak: RSS after %lld scans (end, %.0f s): %.0f KiB, change %+.2f %%\n", done, elapsed,
-                                rss_end, 100.0 * (rss_end - rss_warm) / rss_warm);
+                    const double rss_end = bench::rss_kib();
+                    const auto used = bench::process_usage::now() - usage_warm;
+                    std::printf(
+                        "soak: RSS after %lld scans (end, %.0f s): %.0f KiB, change %+.2f %% (goal: within 5 %%)\n",
+                        done, seconds_since(begin), rss_end, 100.0 * (rss_end - rss_warm) / rss_warm);
+                    std::printf("soak: after warm-up %.1f us CPU and %.1f switches per scan; RSS %.2f KiB per sensor\n",
+                                used.cpu_seconds * 1e6 / static_cast<double>(done - done_warm),
+                                static_cast<double>(used.switches) / static_cast<double>(done - done_warm),
+                                (rss_end - rss_before) / s.sensors);
                     break;
                 }
             }
+            stop_timed(probe, s.sensors);
         } else {
             // One interval for every sensor to be created and scanned once,
             // then one interval measured.
             std::this_thread::sleep_for(interval + 2s);
-            const double rss_steady = rss_kib();
+            const double rss_steady = bench::rss_kib();
+            for (auto& b : baselines) {
+                b->go();
+            }
             const auto scans_before = scans(probe, s.sensors);
-            const double cpu_before = cpu_seconds();
+            const auto usage_before = bench::process_usage::now();
             {
                 std::lock_guard lock(lags.mutex);
                 lags.on = true;
             }
             const auto window_begin = std::chrono::steady_clock::now();
             std::this_thread::sleep_for(interval);
-            const double window =
-                std::chrono::duration<double>(std::chrono::steady_clock::now() - window_begin).count();
-            const double cpu = cpu_seconds() - cpu_before;
+            const double window = seconds_since(window_begin);
+            const auto used = bench::process_usage::now() - usage_before;
             const auto done = scans(probe, s.sensors) - scans_before;
             std::vector<double> lag;
             {
@@ -231,19 +391,27 @@ int run(const settings& s) {
             const double p50 = percentile(lag, 0.50);
             const double p99 = percentile(lag, 0.99);
             const bool ready = probe.ready();
-            probe.stop();
-            const double bare = bare_cpu_per_query(bare_port);
-            const double per_scan = done == 0 ? 0 : cpu / static_cast<double>(done);
-            std::printf("sensors %d, interval %d s, workers %d\n", s.sensors, s.interval, s.workers);
-            std::printf("  scans/s: %.1f achieved, %.1f scheduled\n", static_cast<double>(done) / window,
-                        static_cast<double>(s.sensors) / s.interval);
-            std::printf("  start lag behind due time: p50 %.4f s, p99 %.4f s, max %.4f s (%zu starts)\n", p50, p99,
-                        max_lag, lag.size());
-            std::printf("  CPU per scan: %.1f us (bare c-ares pattern: %.1f us, ratio %.2f)\n", per_scan * 1e6,
-                        bare * 1e6, bare > 0 ? per_scan / bare : 0);
-            std::printf("  RSS: %.0f KiB before, %.0f KiB with every sensor scanned: %.2f KiB per sensor\n", rss_before,
-                        rss_steady, (rss_steady - rss_before) / s.sensors);
-            std::printf("  all sensors scanned: %s\n", ready ? "yes" : "no");
+            const auto service_cost = per_scan(used, static_cast<long>(done));
+            std::printf("  scans/s: %.1f achieved, %.1f scheduled\n", static_cast<double>(done) / window, rate);
+            std::printf(
+                "  start lag behind due time: p50 %.4f s, p99 %.4f s, max %.4f s (%zu starts; target p99 <= 1 s)\n",
+                p50, p99, max_lag, lag.size());
+            std::printf(
+                "  RSS: %.0f KiB before, %.0f KiB with every sensor scanned: %.2f KiB per sensor (target <= 16)\n",
+                rss_before, rss_steady, (rss_steady - rss_before) / s.sensors);
+            std::printf("  all sensors scanned: %s; load average after the window %s\n", ready ? "yes" : "no",
+                        bench::load_average().c_str());
+            std::printf("  CPU per scan, all threads of a process; the others run in processes of their own at\n"
+                        "  the same time, at the scheduled pace, with as many threads as the service has workers:\n");
+            print_cost("service (wexo-probe serve)", service_cost, service_cost.cpu);
+            for (auto& b : baselines) {
+                print_cost(b->what(), b->result(), service_cost.cpu);
+            }
+            print_cost("bare c-ares pattern, one thread in a loop", bare_in_a_loop(bare_port), service_cost.cpu);
+            std::printf("  target: service / bare at the same pace <= 1.10; load average at the end %s\n",
+                        bench::load_average().c_str());
+            std::fflush(stdout);
+            stop_timed(probe, s.sensors);
             code = ready ? 0 : 1;
         }
     }
@@ -275,6 +443,10 @@ int main(int argc, char** argv) {
             std::cerr << "usage: service_bench [--sensors N] [--interval S] [--workers N] [--soak SCANS]\n";
             return 2;
         }
+    }
+    if (s.sensors <= 0 || s.interval <= 0 || s.workers <= 0) {
+        std::cerr << "service_bench: sensors, interval and workers must be positive\n";
+        return 2;
     }
     return run(s);
 }

@@ -249,7 +249,7 @@ int run_scan(const options& o, console& io, const std::vector<std::string>& argu
             continue;
         }
         const auto view =
-            evaluate(o.kind, *result, apply_limits(session.channels(o.id), limits), r.manifest, r.language);
+            evaluate(o.kind, *result, apply_limits(*session.channels(o.id), limits), r.manifest, r.language);
         if (o.format == "json") {
             io.print(render_json(view) + '\n');
         } else if (o.format == "nagios") {

@@ -52,14 +52,18 @@ void host_session::receive(const uint8_t* data, uint32_t size) {
         std::lock_guard lock(mutex_);
         switch (envelope.body_case()) {
         case wire::Envelope::kSensorScanResult:
-            scan_results_[envelope.sensor_scan_result().sensor_id()] = envelope.sensor_scan_result();
+            scan_results_[envelope.sensor_scan_result().sensor_id()] =
+                std::move(*envelope.mutable_sensor_scan_result());
             break;
         case wire::Envelope::kCheckResult:
-            check_results_[envelope.check_result().check_id()] = envelope.check_result();
+            check_results_[envelope.check_result().check_id()] = std::move(*envelope.mutable_check_result());
             break;
         case wire::Envelope::kDynamicChannel: {
             const auto& channel = envelope.dynamic_channel();
-            channels_[channel.sensor_id()][channel.options().id()] = channel.options();
+            auto& current = channels_[channel.sensor_id()];
+            auto updated = current ? std::make_shared<channel_map>(*current) : std::make_shared<channel_map>();
+            (*updated)[channel.options().id()] = channel.options();
+            current = std::move(updated);
             break;
         }
         case wire::Envelope::kModuleInformation:
@@ -116,7 +120,16 @@ int32_t host_session::check(int32_t id, const wire::SensorData& settings) {
     return loader_.api().execute_check(id, as_bytes(bytes), static_cast<uint32_t>(bytes.size()));
 }
 
-int32_t host_session::destroy(int32_t id) { return loader_.api().destroy_sensor_instance(id); }
+int32_t host_session::destroy(int32_t id) {
+    const int32_t code = loader_.api().destroy_sensor_instance(id);
+    // A destroyed sensor sends nothing more, so what is left of it would
+    // only grow the maps, by one entry for each short-lived sensor (every
+    // /probe request is one).
+    std::lock_guard lock(mutex_);
+    channels_.erase(id);
+    scan_results_.erase(id);
+    return code;
+}
 
 std::optional<wire::SensorScanResult> host_session::take_scan_result(int32_t id) {
     std::lock_guard lock(mutex_);
@@ -140,10 +153,11 @@ std::optional<wire::CheckResult> host_session::take_check_result(int32_t id) {
     return result;
 }
 
-std::map<int32_t, wire::ChannelOptions> host_session::channels(int32_t id) const {
+std::shared_ptr<const host_session::channel_map> host_session::channels(int32_t id) const {
+    static const auto none = std::make_shared<const channel_map>();
     std::lock_guard lock(mutex_);
     const auto it = channels_.find(id);
-    return it == channels_.end() ? std::map<int32_t, wire::ChannelOptions>{} : it->second;
+    return it == channels_.end() ? none : it->second;
 }
 
 std::vector<log_line> host_session::take_runtime_log() {

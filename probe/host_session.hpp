@@ -8,6 +8,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -31,6 +32,7 @@ struct log_line {
 class host_session {
 public:
     using log_sink = std::function<void(const log_line&)>;
+    using channel_map = std::map<int32_t, wire::ChannelOptions>;
 
     // Loads the module and initialises it. Throws std::runtime_error with the reason.
     explicit host_session(const std::string& module_path, log_sink on_log = {});
@@ -47,13 +49,16 @@ public:
     int32_t create_sensor(int32_t id, const wire::SensorData& settings);
     int32_t scan(int32_t id);
     int32_t check(int32_t id, const wire::SensorData& settings);
+    // Also forgets what the sensor sent and nobody took (its channels too).
     int32_t destroy(int32_t id);
 
     // The newest scan result of a sensor, taken out of the session.
     std::optional<wire::SensorScanResult> take_scan_result(int32_t id);
     std::optional<wire::CheckResult> take_check_result(int32_t id);
-    // Channels announced by a sensor, by channel id.
-    std::map<int32_t, wire::ChannelOptions> channels(int32_t id) const;
+    // Channels announced by a sensor, by channel id; never null. The map is
+    // never changed once handed out: a new announcement makes a new one, so a
+    // host can keep what it derived from it as long as the pointer is the same.
+    std::shared_ptr<const channel_map> channels(int32_t id) const;
     // The runtime log lines written since the last call (warnings first of all
     // explain why a request was refused).
     std::vector<log_line> take_runtime_log();
@@ -67,7 +72,7 @@ private:
     mutable std::mutex mutex_;
     std::map<int32_t, wire::SensorScanResult> scan_results_;
     std::map<int32_t, wire::CheckResult> check_results_;
-    std::map<int32_t, std::map<int32_t, wire::ChannelOptions>> channels_;
+    std::map<int32_t, std::shared_ptr<const channel_map>> channels_;
     std::deque<log_line> runtime_log_;
     std::optional<std::string> pending_information_;
     bool initialized_ = false;

@@ -199,7 +199,10 @@ void probe_service::reload(const service_config& config) {
             // Labels are part of every series, so new labels take new series.
             keep = s->config.same_instance(*it->second) && s->config.labels == it->second->labels;
             if (keep) {
-                s->config.limits = it->second->limits;
+                if (s->config.limits != it->second->limits) {
+                    s->config.limits = it->second->limits;
+                    s->channels.reset();
+                }
                 if (s->config.interval != it->second->interval) {
                     s->config.interval = it->second->interval;
                     scheduler_->set_interval(name, std::chrono::duration_cast<duration>(s->config.interval));
@@ -403,18 +406,30 @@ bool probe_service::establish(const std::shared_ptr<sensor_runtime>& sensor) {
 }
 
 void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
+    // The name and the kind never change for a sensor_runtime (a reload that
+    // changes them makes a new one), so they are read without its lock.
+    const std::string& kind = sensor->config.kind;
     std::int32_t id = 0;
-    sensor_config config;
     {
         std::lock_guard lock(sensor->mutex);
         id = sensor->module_id;
-        config = sensor->config;
     }
     const auto begin = std::chrono::steady_clock::now();
     const std::int32_t code = session_->scan(id);
     const auto result = session_->take_scan_result(id);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    auto channels = apply_limits(session_->channels(id), config.limits);
+    const auto defined = session_->channels(id);
+    std::shared_ptr<const host_session::channel_map> judged;
+    {
+        std::lock_guard lock(sensor->mutex);
+        if (!sensor->channels || sensor->defined_channels != defined) {
+            sensor->channels =
+                std::make_shared<const host_session::channel_map>(apply_limits(*defined, sensor->config.limits));
+            sensor->defined_channels = defined;
+        }
+        judged = sensor->channels;
+    }
+    const auto& channels = *judged;
 
     std::string error_key;
     std::optional<scan_view> view;
@@ -426,7 +441,7 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
         error_key = "probe.no_result";
         reason = "the scan sent no result";
     } else {
-        view = evaluate(config.kind, *result, channels, *manifest_, options_.language);
+        view = evaluate(kind, *result, channels, *manifest_, options_.language);
         if (result->response_code() != 0) {
             error_key = result->message().key().empty() ? "unknown" : result->message().key();
             reason = view->message;
@@ -438,7 +453,6 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
     }
     const double now = epoch_seconds();
     sensor->scanned = true;
-    sensor->channels = channels;
     sensor->last_scan_time = now;
     sensor->series->record_scan(view && result->response_code() == 0, seconds, now, error_key);
     double response_time = seconds;
@@ -451,7 +465,7 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
                 }
             }
         }
-        if (config.kind == "dns_v2") {
+        if (kind == "dns_v2") {
             track_answer(*sensor, *result, now);
         }
         sensor->reason = view->message;
@@ -469,13 +483,17 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
     }
     if (!error_key.empty()) {
         log_.write(log_level::warning, "scan_error",
-                   {{"sensor", config.name}, {"error", error_key}, {"reason", reason}});
+                   {{"sensor", sensor->config.name}, {"error", error_key}, {"reason", reason}});
     }
 }
 
 void probe_service::on_module_log(const log_line& line) {
     if (line.source != wire::LogMessage::SENSOR) {
-        log_.write(line.level <= 3 ? log_level::warning : log_level::debug, "module_log", {{"text", line.text}});
+        // Two lines of each call into the module: worth a test before building the event.
+        const auto level = line.level <= 3 ? log_level::warning : log_level::debug;
+        if (log_.enabled(level)) {
+            log_.write(level, "module_log", {{"text", line.text}});
+        }
         return;
     }
     std::shared_ptr<sensor_runtime> s;
@@ -569,7 +587,8 @@ probe_outcome probe_service::probe(const host_wire::SensorData& settings, bool k
     }
     const std::int32_t code = session_->scan(id);
     const auto result = session_->take_scan_result(id);
-    const auto channels = session_->channels(id);
+    const auto defined = session_->channels(id);
+    const auto& channels = *defined;
     session_->destroy(id);
     unlisten(id);
     outcome.seconds = elapsed();

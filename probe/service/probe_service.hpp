@@ -37,7 +37,11 @@ struct sensor_runtime {
     sensor_status status = sensor_status::pending;
     std::string reason; // why it waits or failed, for people
     std::optional<scan_view> last_view;
-    std::map<std::int32_t, host_wire::ChannelOptions> channels;
+    // The module's channel definitions with the host's limits laid over them,
+    // made again only when the definitions (a new map from the session) or the
+    // limits (reset by a reload) change.
+    std::shared_ptr<const host_session::channel_map> defined_channels;
+    std::shared_ptr<const host_session::channel_map> channels;
     std::deque<std::string> log; // the sensor log's last lines
     std::unique_ptr<std::ofstream> log_file;
     duration backoff{};

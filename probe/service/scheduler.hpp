@@ -4,7 +4,6 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -20,12 +19,18 @@ namespace vantrel::kelvane::probe::service {
 // Runs jobs, each every interval, on a bounded pool of worker threads.
 //
 // A job never overlaps itself: when it is still running (or still waiting
-// for a worker) at its next due time, that tick is counted as missed and
+// for a free worker) at its next due time, that tick is counted as missed and
 // skipped, not queued. Jobs never wait for each other beyond the size of the
 // pool: a job that blocks holds one worker and delays only its own next runs.
 //
-// The time comes from a `clock`. start() runs a thread that wakes at due
-// times; tests instead move a fake clock and call run_due() themselves.
+// Once started, every idle worker takes the earliest due job that no other
+// worker has taken and waits for its due time itself, so a run costs one
+// wake-up of the worker that runs it and no thread wakes only to hand work on.
+// A job that falls due earlier than the latest taken one (added, postponed)
+// is handed to that worker instead.
+//
+// The time comes from a `clock`. Workers wait for due times on the real
+// clock; with a clock that jumps (tests) run_due() catches up with it.
 // Every member is thread-safe.
 class scheduler {
 public:
@@ -62,11 +67,15 @@ public:
     // Changes a job's interval from its next run on.
     bool set_interval(const std::string& key, duration interval);
 
-    // Starts every job that is due at the clock's now; returns when the next
+    // Catches up with a clock that jumped: counts the ticks that passed as
+    // missed for jobs that are running or waiting for a worker, and starts
+    // every job that is due on a worker that is free. Returns when the next
     // job is due (time_point::max() when there is none or after stop()).
+    // Workers do all this by themselves on a clock that does not jump.
     time_point run_due();
 
-    // A thread that calls run_due() at due times.
+    // From now on the workers run the jobs at their due times; nothing runs
+    // before.
     void start();
     // No new runs from now on; waits up to `grace` for runs under way and
     // returns how many are still running then.
@@ -81,6 +90,9 @@ public:
     static duration spread(std::uint64_t n, duration interval);
 
 private:
+    struct job;
+    struct worker;
+    using due_map = std::multimap<time_point, std::shared_ptr<job>>;
     struct job {
         std::string key;
         duration interval{};
@@ -91,29 +103,45 @@ private:
         bool removed = false;
         std::uint64_t started = 0;
         std::uint64_t missed = 0;
-        std::multimap<time_point, std::shared_ptr<job>>::iterator position;
+        // A job is either in due_ (`position`) or taken by a worker that
+        // waits for its due time (`taken_by`, `taken_position` in taken_).
+        due_map::iterator position;
+        worker* taken_by = nullptr;
+        std::multimap<time_point, worker*>::iterator taken_position;
+    };
+    struct worker {
+        std::condition_variable wake;
+        std::shared_ptr<job> taken; // waited for, or started when `go`
+        bool go = false;            // its run was started: run it
+        std::uint64_t missed = 0;   // ticks of `taken` to report as missed
+        bool idle = true;           // in idle_: has no job and runs none
     };
 
-    void work_loop();
-    void timer_loop();
-    void finish(job& j);
+    void work_loop(worker& self);
+    std::shared_ptr<job> earliest_free() const;
+    void take(worker& w, const std::shared_ptr<job>& j);
+    void give_back(worker& w);
+    void make_idle(worker& w);
+    void begin_run(worker& w, time_point now);
+    std::uint64_t skip_missed(job& j, time_point now);
+    void reposition(job& j);
+    void balance();
 
     const clock& clock_;
     mutable std::mutex mutex_;
-    std::condition_variable work_cv_;  // a job is ready, or the pool stops
-    std::condition_variable idle_cv_;  // a job finished
-    std::condition_variable timer_cv_; // the schedule changed, or stop
+    std::condition_variable idle_cv_; // a job finished
     std::unordered_map<std::string, std::shared_ptr<job>> jobs_;
-    std::multimap<time_point, std::shared_ptr<job>> due_;
-    std::deque<std::shared_ptr<job>> ready_;
+    due_map due_;                              // jobs no worker has taken
+    std::multimap<time_point, worker*> taken_; // taken jobs by due time
+    std::vector<worker*> idle_;                // workers without a job
     std::function<void(const std::string&)> on_missed_;
     std::function<void(duration)> on_start_;
     std::size_t running_ = 0;
-    bool schedule_changed_ = false;
+    bool timing_ = false;
     bool stopping_ = false;
     bool pool_closing_ = false;
-    std::vector<std::thread> workers_;
-    std::thread timer_;
+    std::vector<std::unique_ptr<worker>> workers_;
+    std::vector<std::thread> threads_;
 };
 
 } // namespace vantrel::kelvane::probe::service

@@ -70,6 +70,7 @@ TEST(Scheduler, FirstRunsAreSpreadOverTheInterval) {
 TEST(Scheduler, JobsAddedTogetherStartAtTheirOwnOffsets) {
     fake_clock time;
     scheduler s(time, 4);
+    s.start();
     std::atomic<int> runs{0};
     const auto start = time.now();
     for (int i = 0; i < 10; ++i) {
@@ -92,6 +93,7 @@ TEST(Scheduler, JobsAddedTogetherStartAtTheirOwnOffsets) {
 TEST(Scheduler, ARunningJobMissesItsTickInsteadOfOverlapping) {
     fake_clock time;
     scheduler s(time, 4);
+    s.start();
     gate hold;
     std::atomic<int> concurrent{0};
     std::atomic<int> most{0};
@@ -124,6 +126,7 @@ TEST(Scheduler, ARunningJobMissesItsTickInsteadOfOverlapping) {
 TEST(Scheduler, ASilentJobDelaysOnlyItself) {
     fake_clock time;
     scheduler s(time, 2);
+    s.start();
     std::vector<std::string> missed;
     std::mutex missed_mutex;
     s.on_missed([&](const std::string& key) {
@@ -160,6 +163,7 @@ TEST(Scheduler, ASilentJobDelaysOnlyItself) {
 TEST(Scheduler, AJobWaitingForAWorkerAlsoMissesItsTick) {
     fake_clock time;
     scheduler s(time, 1);
+    s.start();
     gate hold;
     std::atomic<int> second_runs{0};
     s.add("first", 1s, time.now(), [&] { hold.pass(); });
@@ -177,6 +181,7 @@ TEST(Scheduler, AJobWaitingForAWorkerAlsoMissesItsTick) {
 TEST(Scheduler, RemoveWaitsForTheRunUnderWay) {
     fake_clock time;
     scheduler s(time, 2);
+    s.start();
     gate hold;
     std::atomic<bool> finished{false};
     s.add("job", 1s, time.now(), [&] {
@@ -197,6 +202,7 @@ TEST(Scheduler, RemoveWaitsForTheRunUnderWay) {
 TEST(Scheduler, PostponeMovesTheNextRun) {
     fake_clock time;
     scheduler s(time, 1);
+    s.start();
     std::atomic<int> runs{0};
     s.add("job", 10s, time.now() + 10s, [&] { ++runs; });
     ASSERT_TRUE(s.postpone("job", time.now() + 2s));
@@ -213,6 +219,7 @@ TEST(Scheduler, AfterAStallTheScheduleMovesOnWithoutBursting) {
     std::atomic<int> runs{0};
     s.add("job", 1s, time.now(), [&] { ++runs; });
     time.advance(10s);
+    s.start();
     s.run_due();
     ASSERT_TRUE(settle(s));
     s.run_due();
@@ -224,6 +231,7 @@ TEST(Scheduler, AfterAStallTheScheduleMovesOnWithoutBursting) {
 TEST(Scheduler, TellsHowLateEachRunStarts) {
     fake_clock time;
     scheduler s(time, 1);
+    s.start();
     std::mutex mutex;
     std::vector<duration> lags;
     s.on_start([&](duration lag) {
@@ -242,6 +250,7 @@ TEST(Scheduler, TellsHowLateEachRunStarts) {
 TEST(Scheduler, AThrowingJobKeepsItsWorker) {
     fake_clock time;
     scheduler s(time, 1);
+    s.start();
     std::atomic<int> runs{0};
     s.add("throws", 1s, time.now(), [&] {
         ++runs;
@@ -263,7 +272,7 @@ TEST(Scheduler, RejectsADuplicateKeyAndAnEmptyInterval) {
     EXPECT_THROW(s.add("b", 0s, time.now(), [] {}), std::invalid_argument);
 }
 
-TEST(Scheduler, TheTimerThreadRunsJobsOnTheRealClockAndStops) {
+TEST(Scheduler, WorkersRunJobsOnTheRealClockAndStop) {
     steady_clock time;
     scheduler s(time, 2);
     std::atomic<int> runs{0};
@@ -282,12 +291,108 @@ TEST(Scheduler, TheTimerThreadRunsJobsOnTheRealClockAndStops) {
 TEST(Scheduler, StopGivesUpWaitingAfterTheGrace) {
     fake_clock time;
     scheduler s(time, 1);
+    s.start();
     gate hold;
     s.add("stuck", 1s, time.now(), [&] { hold.pass(); });
     s.run_due();
     ASSERT_TRUE(hold.wait_for_waiters(1));
     EXPECT_EQ(s.stop(20ms), 1u);
     hold.open();
+}
+
+TEST(Scheduler, NothingRunsBeforeStart) {
+    fake_clock time;
+    scheduler s(time, 1);
+    std::atomic<int> runs{0};
+    s.add("job", 1s, time.now(), [&] { ++runs; });
+    s.run_due();
+    ASSERT_TRUE(settle(s));
+    EXPECT_EQ(runs, 0);
+    s.start();
+    s.run_due();
+    ASSERT_TRUE(settle(s));
+    EXPECT_EQ(runs, 1);
+}
+
+// With one worker, the job it waits for is the earliest: a job that falls due
+// before it, added or postponed, is handed to the worker instead.
+class SchedulerHandOver : public ::testing::TestWithParam<bool> {};
+
+TEST_P(SchedulerHandOver, AnEarlierJobTakesTheWorkerThatWaitsForALaterOne) {
+    const bool by_postpone = GetParam();
+    fake_clock time;
+    scheduler s(time, 1);
+    s.start();
+    std::mutex mutex;
+    std::vector<std::string> order;
+    const auto record = [&](const char* key) {
+        return [&, key] {
+            std::lock_guard lock(mutex);
+            order.push_back(key);
+        };
+    };
+    s.add("late", 10s, time.now() + 5s, record("late"));
+    if (by_postpone) {
+        s.add("early", 10s, time.now() + 8s, record("early"));
+        ASSERT_TRUE(s.postpone("early", time.now() + 1s));
+    } else {
+        s.add("early", 10s, time.now() + 1s, record("early"));
+    }
+    time.advance(1s);
+    EXPECT_EQ(s.run_due(), time.now() + 4s) << "the later job is still waited for";
+    ASSERT_TRUE(settle(s));
+    {
+        std::lock_guard lock(mutex);
+        EXPECT_EQ(order, std::vector<std::string>{"early"});
+    }
+    time.advance(4s);
+    s.run_due();
+    ASSERT_TRUE(settle(s));
+    std::lock_guard lock(mutex);
+    EXPECT_EQ(order, (std::vector<std::string>{"early", "late"}));
+    EXPECT_EQ(s.stats("late")->missed, 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Scheduler, SchedulerHandOver, ::testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "Postponed" : "Added"; });
+
+TEST(Scheduler, JobsThatWaitedForAWorkerRunInDueOrder) {
+    fake_clock time;
+    scheduler s(time, 1);
+    s.start();
+    gate hold;
+    std::mutex mutex;
+    std::vector<std::string> order;
+    s.add("busy", 60s, time.now(), [&] { hold.pass(); });
+    ASSERT_TRUE(hold.wait_for_waiters(1));
+    for (const auto* key : {"c", "a", "b"}) {
+        const auto offset = std::chrono::seconds(key[0] - 'a' + 1);
+        s.add(key, 60s, time.now() + offset, [&, key] {
+            std::lock_guard lock(mutex);
+            order.push_back(key);
+        });
+    }
+    time.advance(5s);
+    s.run_due();
+    hold.open();
+    ASSERT_TRUE(settle(s));
+    std::lock_guard lock(mutex);
+    EXPECT_EQ(order, (std::vector<std::string>{"a", "b", "c"}));
+    EXPECT_EQ(s.stats("a")->missed, 0u) << "late, but within its interval";
+}
+
+TEST(Scheduler, RemovingTheJobAWorkerWaitsForFreesTheWorker) {
+    fake_clock time;
+    scheduler s(time, 1);
+    s.start();
+    std::atomic<int> other_runs{0};
+    s.add("gone", 10s, time.now() + 1s, [] {});
+    s.add("other", 10s, time.now() + 2s, [&] { ++other_runs; });
+    EXPECT_TRUE(s.remove("gone"));
+    time.advance(2s);
+    EXPECT_EQ(s.run_due(), time.now() + 10s);
+    ASSERT_TRUE(settle(s));
+    EXPECT_EQ(other_runs, 1);
 }
 
 } // namespace

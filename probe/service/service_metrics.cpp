@@ -214,17 +214,17 @@ void sensor_series::missed() {
 }
 
 void sensor_series::set_channel(const host_wire::ChannelOptions& channel, std::int64_t value) {
-    const auto metric = channel_metric_for(channel);
-    prometheus::Gauge* gauge = nullptr;
-    {
-        std::lock_guard lock(mutex_);
+    std::lock_guard lock(mutex_);
+    auto& known = by_channel_[channel.id()];
+    if (known.gauge == nullptr || known.name_key != channel.name_key() || known.unit != channel.unit()) {
+        const auto metric = channel_metric_for(channel);
         auto& g = channels_[metric.name];
         if (g == nullptr) {
             g = &owner_.channel_family(metric).Add(labels_);
         }
-        gauge = g;
+        known = {channel.name_key(), channel.unit(), metric.scale, g};
     }
-    gauge->Set(static_cast<double>(value) * metric.scale);
+    known.gauge->Set(static_cast<double>(value) * known.scale);
 }
 
 } // namespace vantrel::kelvane::probe::service

@@ -55,9 +55,18 @@ private:
     prometheus::Gauge* last_scan_ = nullptr;
     prometheus::Counter* answer_changes_ = nullptr; // dns_v2 only
     prometheus::Gauge* last_change_ = nullptr;      // dns_v2 only
-    std::mutex mutex_;                              // guards the two maps below
+    std::mutex mutex_;                              // guards the three maps below
     std::map<std::string, prometheus::Counter*> errors_;
-    std::map<std::string, prometheus::Gauge*> channels_;
+    std::map<std::string, prometheus::Gauge*> channels_; // by metric name
+    // What each channel id became, so that a scan does not derive the metric
+    // name again; checked against the channel's name and unit.
+    struct channel_gauge {
+        std::string name_key;
+        std::int32_t unit = 0;
+        double scale = 1;
+        prometheus::Gauge* gauge = nullptr;
+    };
+    std::map<std::int32_t, channel_gauge> by_channel_;
 };
 
 // Every metric family of the service, in one place, and their text exposition.
