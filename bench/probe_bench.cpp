@@ -2,24 +2,42 @@
 // 64 concurrent clients, each asking one dns_v2 probe after the other over a
 // kept-alive connection, beside the bare c-ares pattern's queries per second
 // at the same concurrency (one thread per client, one channel per query).
-// A probe costs more than one query: the precondition's root NS question, the
-// sensor's creation, its A question, its destruction and the HTTP exchange.
+//
+// A probe costs more than one query: the sensor's creation, its A question,
+// its destruction, the HTTP exchange, and the precondition's root NS question
+// unless that passed for the same settings within the last minute. Both are
+// shown: the same target asked again and again (as Prometheus asks), and a new
+// domain in each request (so its check runs every time).
+//
+// The parts of a probe are shown too: the service's probe() called by threads
+// of its own process (no HTTP), and a sensor made, scanned and destroyed
+// through the module's exports by a minimal host in the client process.
+//
+// Three processes share the work, so that each figure counts only its own
+// side: the DNS servers, the clients (HTTP clients, the minimal host or the
+// bare pattern), and the service (this process). CPU per request is the service process's; CPU
+// per query is the querying process's; the clients' own CPU per request is
+// shown beside. The machine is shared: the load average is printed with every
+// figure.
 //
 //   probe_bench [--seconds 5] [--clients 1,64]
 //
-// The DNS servers run in this process on loopback: 127.96.0.1:53 for the
-// probes (the precondition of dns_v2 asks port 53), an ephemeral port of
-// 127.0.0.1 for the bare pattern. Binding port 53 needs the right to.
+// The probes' server binds 127.96.0.1:53 (the precondition of dns_v2 asks
+// port 53), which needs the right to bind port 53.
 
 #include "bare_cares_pattern.hpp"
+#include "process_usage.hpp"
 
+#include <host_session.hpp>
 #include <http_endpoints.hpp>
+#include <probe_request.hpp>
 #include <probe_service.hpp>
 #include <test_support/fake_dns_server.hpp>
 
 #include <ares.h>
 #include <httplib.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstring>
@@ -29,9 +47,13 @@
 #include <thread>
 #include <vector>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace {
 
 using namespace std::chrono_literals;
+namespace bench = vantrel::kelvane::bench;
 namespace service = vantrel::kelvane::probe::service;
 using vantrel::kelvane::test_support::dns_action;
 using vantrel::kelvane::test_support::dns_request;
@@ -39,25 +61,74 @@ using vantrel::kelvane::test_support::fake_dns_server;
 
 constexpr const char* device = "127.96.0.1";
 
-dns_action answer(const dns_request& r) {
-    auto action = dns_action::answer();
-    if (r.type == ARES_REC_TYPE_A) {
-        action.a(r.name, "192.0.2.1");
+enum class load { same_target, new_domain, module, bare };
+
+struct command {
+    load what = load::bare;
+    int clients = 1;
+    double seconds = 5;
+    std::uint16_t port = 0; // the service's or the bare server's
+};
+
+struct outcome {
+    long done = 0;
+    long failed = 0;
+    double elapsed = 0;
+    double cpu = 0;      // of the client process
+    double switches = 0; // context switches of the client process
+};
+
+// The servers in a child process: 127.96.0.1:53 for the probes and an
+// ephemeral port on 127.0.0.1 for the bare pattern, whose number it reports.
+pid_t start_servers(std::uint16_t& bare_port, int& stop_fd) {
+    int ready[2];
+    int done[2];
+    if (pipe(ready) != 0 || pipe(done) != 0) {
+        return -1;
     }
-    return action;
+    const pid_t pid = fork();
+    if (pid == 0) {
+        close(ready[0]);
+        close(done[1]);
+        std::uint16_t port = 0;
+        try {
+            const auto answer = [](const dns_request& r) {
+                return r.type == ARES_REC_TYPE_A ? dns_action::answer().a(r.name, "192.0.2.1") : dns_action::answer();
+            };
+            fake_dns_server probed(fake_dns_server::options{device, 53});
+            fake_dns_server bare;
+            probed.on_request(answer);
+            bare.on_request(answer);
+            port = bare.port();
+            (void)!write(ready[1], &port, sizeof port);
+            char c;
+            (void)!read(done[0], &c, 1); // until the parent ends
+        } catch (const std::exception& e) {
+            std::cerr << "probe_bench: server: " << e.what() << '\n';
+            (void)!write(ready[1], &port, sizeof port);
+        }
+        _exit(0);
+    }
+    close(ready[1]);
+    close(done[0]);
+    stop_fd = done[1];
+    if (read(ready[0], &bare_port, sizeof bare_port) != sizeof bare_port || bare_port == 0) {
+        return -1;
+    }
+    return pid;
 }
 
-// Runs `clients` threads, each calling `one` until `seconds` have passed;
-// the successful calls per second.
-template <typename F> double rate(int clients, double seconds, F make_client) {
+// Runs `clients` threads, each calling its own `one` until `seconds` have passed.
+template <typename F> outcome closed_loop(int clients, double seconds, F make_client) {
     std::atomic<bool> stop{false};
     std::atomic<long> done{0};
     std::atomic<long> failed{0};
     std::vector<std::thread> threads;
+    const auto before = bench::process_usage::now();
     const auto begin = std::chrono::steady_clock::now();
     for (int i = 0; i < clients; ++i) {
-        threads.emplace_back([&] {
-            auto one = make_client();
+        threads.emplace_back([&, i] {
+            auto one = make_client(i);
             long mine = 0;
             long bad = 0;
             while (!stop.load(std::memory_order_relaxed)) {
@@ -72,11 +143,135 @@ template <typename F> double rate(int clients, double seconds, F make_client) {
     for (auto& t : threads) {
         t.join();
     }
-    const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    if (failed != 0) {
-        std::fprintf(stderr, "  %ld calls failed\n", failed.load());
+    outcome o;
+    o.done = done;
+    o.failed = failed;
+    o.elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    const auto used = bench::process_usage::now() - before;
+    o.cpu = used.cpu_seconds;
+    o.switches = static_cast<double>(used.switches);
+    return o;
+}
+
+// A dns_v2 sensor made, scanned and destroyed through the module's exports,
+// with the settings /probe gives it: what a probe costs without HTTP.
+outcome module_load(const command& c) {
+    static vantrel::kelvane::probe::host_session session(WEXO_MODULE_PATH);
+    static const vantrel::kelvane::probe::manifest_model manifest(session.manifest(true));
+    static const auto settings =
+        service::parse_probe_request({{"kind", "dns_v2"}, {"target", device}, {"domain", "www.bench.test"}}, {},
+                                     manifest)
+            .settings;
+    static std::atomic<std::int32_t> next_id{1};
+    return closed_loop(c.clients, c.seconds, [&](int) {
+        return [] {
+            const std::int32_t id = next_id++;
+            if (session.create_sensor(id, settings) != 0) {
+                return false;
+            }
+            const auto code = session.scan(id);
+            const auto result = session.take_scan_result(id);
+            session.destroy(id);
+            return code == 0 && result && result->response_code() == 0;
+        };
+    });
+}
+
+outcome run_load(const command& c) {
+    if (c.what == load::module) {
+        return module_load(c);
     }
-    return static_cast<double>(done) / elapsed;
+    if (c.what == load::bare) {
+        const bench::bare_cares_pattern pattern(c.port, 5000);
+        return closed_loop(c.clients, c.seconds,
+                           [&](int) { return [&pattern] { return pattern.query("www.bench.test") == 1; }; });
+    }
+    std::atomic<long> serial{0};
+    return closed_loop(c.clients, c.seconds, [&](int) {
+        auto client = std::make_shared<httplib::Client>("127.0.0.1", c.port);
+        client->set_keep_alive(true);
+        client->set_tcp_nodelay(true);
+        client->set_read_timeout(10s);
+        return [client, &c, &serial] {
+            const std::string domain =
+                c.what == load::same_target ? "www.bench.test" : "q" + std::to_string(serial++) + ".bench.test";
+            const auto res = client->Get("/probe?kind=dns_v2&target=" + std::string(device) + "&domain=" + domain);
+            return res && res->status == 200 &&
+                   res->body.find("wexo_probe_success{domain=\"" + domain + "\",record_type=\"A\"} 1") !=
+                       std::string::npos;
+        };
+    });
+}
+
+// The clients in a child process of their own, forked before this process
+// has threads; it runs one command after the other from a pipe.
+class load_process {
+public:
+    load_process() {
+        int commands[2];
+        int results[2];
+        if (pipe(commands) != 0 || pipe(results) != 0) {
+            return;
+        }
+        pid_ = fork();
+        if (pid_ == 0) {
+            close(commands[1]);
+            close(results[0]);
+            ares_library_init(ARES_LIB_INIT_ALL);
+            command c;
+            while (read(commands[0], &c, sizeof c) == sizeof c) {
+                const outcome o = run_load(c);
+                (void)!write(results[1], &o, sizeof o);
+            }
+            _exit(0);
+        }
+        close(commands[0]);
+        close(results[1]);
+        commands_ = commands[1];
+        results_ = results[0];
+    }
+    ~load_process() {
+        close(commands_);
+        close(results_);
+        if (pid_ > 0) {
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+
+    outcome run(const command& c) {
+        outcome o;
+        if (write(commands_, &c, sizeof c) != sizeof c || read(results_, &o, sizeof o) != sizeof o) {
+            std::cerr << "probe_bench: the client process did not answer\n";
+        }
+        return o;
+    }
+
+private:
+    pid_t pid_ = -1;
+    int commands_ = -1;
+    int results_ = -1;
+};
+
+// One row: the rate, then CPU and context switches per operation of the
+// serving process (`serving`: the service, or the client process itself).
+void print_row(int clients, const char* what, const outcome& o, const bench::process_usage& serving) {
+    const double n = o.done == 0 ? 1 : static_cast<double>(o.done);
+    std::printf("%-8d %-42s %7.0f/s %8.1f us %6.1f %8.1f us  (load %s)", clients, what,
+                static_cast<double>(o.done) / o.elapsed, serving.cpu_seconds * 1e6 / n,
+                static_cast<double>(serving.switches) / n, o.cpu * 1e6 / n, bench::load_average().c_str());
+    if (o.failed != 0) {
+        std::printf("  %ld failed", o.failed);
+    }
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+// The client process's own usage, for rows where it does all the work.
+bench::process_usage own(const outcome& o) {
+    bench::process_usage u;
+    u.cpu_seconds = o.cpu;
+    u.switches = static_cast<std::int64_t>(o.switches);
+    return u;
 }
 
 } // namespace
@@ -93,52 +288,74 @@ int main(int argc, char** argv) {
             for (std::string n; std::getline(list, n, ',');) {
                 concurrency.push_back(std::stoi(n));
             }
+        } else {
+            std::cerr << "usage: probe_bench [--seconds S] [--clients N,N...]\n";
+            return 2;
         }
     }
-    ares_library_init(ARES_LIB_INIT_ALL);
-    fake_dns_server probed(fake_dns_server::options{device, 53});
-    probed.on_request(answer);
-    fake_dns_server bare_server;
-    bare_server.on_request(answer);
-
-    std::ostringstream quiet;
-    service::service_log log(quiet, "text", "error");
-    const service::steady_clock clock;
-    service::service_options options;
-    options.module_path = WEXO_MODULE_PATH;
-    service::probe_service probes(options, log, clock);
-    probes.start(service::service_config{});
+    std::uint16_t bare_port = 0;
+    int stop_servers = -1;
+    const pid_t servers = start_servers(bare_port, stop_servers);
+    if (servers <= 0) {
+        std::cerr << "probe_bench: the servers did not start (binding " << device << ":53 needs the right to)\n";
+        return 1;
+    }
     int max_clients = 1;
     for (const int c : concurrency) {
         max_clients = std::max(max_clients, c);
     }
-    service::http_endpoints http(
-        probes, [] { return std::string(); }, static_cast<std::size_t>(max_clients));
-    const auto port = http.listen("127.0.0.1", 0);
-    const std::string path = std::string("/probe?kind=dns_v2&target=") + device + "&domain=www.bench.test";
+    {
+        load_process clients;
+        ares_library_init(ARES_LIB_INIT_ALL);
+        std::ostringstream quiet;
+        service::service_log log(quiet, "text", "error");
+        const service::steady_clock clock;
+        service::service_options options;
+        options.module_path = WEXO_MODULE_PATH;
+        service::probe_service probes(options, log, clock);
+        probes.start(service::service_config{});
+        service::http_endpoints http(
+            probes, [] { return std::string(); }, static_cast<std::size_t>(max_clients));
+        const auto port = http.listen("127.0.0.1", 0);
+        const auto settings =
+            service::parse_probe_request({{"kind", "dns_v2"}, {"target", device}, {"domain", "www.bench.test"}}, {},
+                                         probes.manifest())
+                .settings;
 
-    const vantrel::kelvane::bench::bare_cares_pattern pattern(bare_server.port(), 5000);
-    std::printf("%-8s %14s %14s %8s\n", "clients", "/probe req/s", "bare query/s", "ratio");
-    for (const int clients : concurrency) {
-        const double probe_rate = rate(clients, seconds, [&] {
-            auto client = std::make_shared<httplib::Client>("127.0.0.1", port);
-            client->set_keep_alive(true);
-            client->set_tcp_nodelay(true);
-            client->set_read_timeout(10s);
-            return [client, &path] {
-                const auto res = client->Get(path);
-                return res && res->status == 200 &&
-                       res->body.find("wexo_probe_success{domain=\"www.bench.test\",record_type=\"A\"} 1") !=
-                           std::string::npos;
-            };
-        });
-        const double bare_rate =
-            rate(clients, seconds, [&] { return [&pattern] { return pattern.query("www.bench.test") == 1; }; });
-        std::printf("%-8d %14.0f %14.0f %8.3f%s\n", clients, probe_rate, bare_rate, probe_rate / bare_rate,
-                    clients == 64 ? " (target >= 0.90)" : "");
+        std::printf("%-8s %-42s %9s %11s %6s %11s\n", "clients", "", "rate", "CPU/op", "cs/op", "client CPU");
+        std::printf("%-8s %-42s %9s %11s %6s %11s\n", "", "", "", "(serving process)", "", "/op");
+        for (const int n : concurrency) {
+            double rates[2] = {0, 0};
+            for (const auto what : {load::same_target, load::new_domain}) {
+                const auto before = bench::process_usage::now();
+                const auto o = clients.run({what, n, seconds, port});
+                print_row(n,
+                          what == load::same_target ? "/probe, same target (check remembered)"
+                                                    : "/probe, new domain each time (check runs)",
+                          o, bench::process_usage::now() - before);
+                rates[what == load::same_target ? 0 : 1] = static_cast<double>(o.done) / o.elapsed;
+            }
+            {
+                // The service's part without HTTP: its probe() called by
+                // threads of its own process.
+                const auto before = bench::process_usage::now();
+                const auto o =
+                    closed_loop(n, seconds, [&](int) { return [&] { return probes.probe(settings, false).success; }; });
+                print_row(n, "service's probe() without HTTP", o, bench::process_usage::now() - before);
+            }
+            const auto module = clients.run({load::module, n, seconds, 0});
+            print_row(n, "module: sensor made, scanned, destroyed", module, own(module));
+            const auto bare = clients.run({load::bare, n, seconds, bare_port});
+            print_row(n, "bare c-ares pattern", bare, own(bare));
+            const double bare_rate = static_cast<double>(bare.done) / bare.elapsed;
+            std::printf("%-8d rate / bare: same target %.3f, new domain %.3f%s\n", n, rates[0] / bare_rate,
+                        rates[1] / bare_rate, n == 64 ? " (target for the same target >= 0.90)" : "");
+        }
+        http.stop();
+        probes.stop();
     }
-    http.stop();
-    probes.stop();
+    close(stop_servers);
+    waitpid(servers, nullptr, 0);
     ares_library_cleanup();
     return 0;
 }

@@ -61,9 +61,14 @@ void host_session::receive(const uint8_t* data, uint32_t size) {
         case wire::Envelope::kDynamicChannel: {
             const auto& channel = envelope.dynamic_channel();
             auto& current = channels_[channel.sensor_id()];
-            auto updated = current ? std::make_shared<channel_map>(*current) : std::make_shared<channel_map>();
-            (*updated)[channel.options().id()] = channel.options();
-            current = std::move(updated);
+            // A map handed out stays as it is; one nobody has seen yet (a
+            // sensor announcing its channels as it is created) grows in place.
+            if (!current.map || current.handed_out) {
+                current.map =
+                    current.map ? std::make_shared<channel_map>(*current.map) : std::make_shared<channel_map>();
+                current.handed_out = false;
+            }
+            (*current.map)[channel.options().id()] = channel.options();
             break;
         }
         case wire::Envelope::kModuleInformation:
@@ -157,7 +162,11 @@ std::shared_ptr<const host_session::channel_map> host_session::channels(int32_t 
     static const auto none = std::make_shared<const channel_map>();
     std::lock_guard lock(mutex_);
     const auto it = channels_.find(id);
-    return it == channels_.end() ? none : it->second;
+    if (it == channels_.end()) {
+        return none;
+    }
+    it->second.handed_out = true;
+    return it->second.map;
 }
 
 std::vector<log_line> host_session::take_runtime_log() {

@@ -72,7 +72,11 @@ private:
     mutable std::mutex mutex_;
     std::map<int32_t, wire::SensorScanResult> scan_results_;
     std::map<int32_t, wire::CheckResult> check_results_;
-    std::map<int32_t, std::shared_ptr<const channel_map>> channels_;
+    struct channel_entry {
+        std::shared_ptr<channel_map> map;
+        bool handed_out = false; // then a change makes a new map
+    };
+    mutable std::map<int32_t, channel_entry> channels_;
     std::deque<log_line> runtime_log_;
     std::optional<std::string> pending_information_;
     bool initialized_ = false;

@@ -72,6 +72,10 @@ http_endpoints::http_endpoints(probe_service& service, std::function<std::string
     // An idle kept-alive connection holds a pool thread; Prometheus comes back
     // only at its next scrape, so waiting long for it helps nobody.
     s.set_keep_alive_timeout(1);
+    // A client that keeps asking (a load balancer, a tight scrape loop) keeps
+    // its connection: by default it would be closed after five requests, and
+    // each new one costs an accept, a hand-over to a pool thread and a close.
+    s.set_keep_alive_max_count(1000);
 
     s.Get("/metrics", [this](const httplib::Request&, httplib::Response& res) {
         res.set_content(service_.metrics_text(), prometheus_text);

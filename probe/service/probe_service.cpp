@@ -48,6 +48,9 @@ std::map<std::string, std::string> info_labels(const sensor_config& config) {
     return info;
 }
 
+// Targets whose passed checks /probe remembers at most (a few MB of settings).
+constexpr std::size_t passed_checks_capacity = 10000;
+
 double epoch_seconds() {
     return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
@@ -70,7 +73,7 @@ const char* status_name(sensor_status status) {
 }
 
 probe_service::probe_service(const service_options& options, service_log& log, const clock& time)
-    : options_(options), log_(log), clock_(time) {
+    : options_(options), log_(log), clock_(time), probe_checks_(options.probe_check_memory, passed_checks_capacity) {
     session_ =
         std::make_unique<host_session>(options_.module_path, [this](const log_line& line) { on_module_log(line); });
     manifest_ = std::make_unique<manifest_model>(session_->manifest(true));
@@ -565,6 +568,10 @@ probe_outcome probe_service::probe(const host_wire::SensorData& settings, bool k
     for (const auto& check : kind != nullptr ? kind->required_checks : std::vector<std::string>{}) {
         auto check_settings = settings;
         check_settings.set_kind(check);
+        // A probe that shows its log runs every check, so that its lines are there.
+        if (!keep_log && probe_checks_.passed(check_settings, clock_.now())) {
+            continue;
+        }
         const std::int32_t id = next_check_id_++;
         listen(id);
         const std::int32_t code = session_->check(id, check_settings);
@@ -575,6 +582,7 @@ probe_outcome probe_service::probe(const host_wire::SensorData& settings, bool k
             outcome.seconds = elapsed();
             return outcome;
         }
+        probe_checks_.remember(check_settings, clock_.now());
     }
     const std::int32_t id = next_id_++;
     listen(id);

@@ -4,6 +4,7 @@
 #include "clock.hpp"
 #include "host_session.hpp"
 #include "manifest_model.hpp"
+#include "passed_checks.hpp"
 #include "result_view.hpp"
 #include "scheduler.hpp"
 #include "service_config.hpp"
@@ -76,6 +77,9 @@ struct service_options {
     duration first_backoff = std::chrono::seconds(1);
     // Told how late each scan starts behind its due time (benchmarks).
     std::function<void(duration lag)> on_scan_start;
+    // How long a precondition check that passed for /probe counts for later
+    // probes with the same settings (zero: every probe runs its checks).
+    duration probe_check_memory = std::chrono::seconds(60);
 };
 
 // The probe as a monitoring host: loads the module once, creates the
@@ -112,6 +116,8 @@ public:
 
     // One scan outside the schedule, for /probe: runs the kind's preconditions,
     // creates an instance with `settings`, scans it once and destroys it.
+    // A check that passed with the same settings within the
+    // `probe_check_memory` is not run again, except with `keep_log`.
     // Thread-safe; many probes may run at once. With `keep_log` the sensor log
     // of the checks and the scan is returned (turn the `logging` setting on).
     probe_outcome probe(const host_wire::SensorData& settings, bool keep_log);
@@ -137,6 +143,7 @@ private:
     std::unique_ptr<host_session> session_;
     std::unique_ptr<manifest_model> manifest_;
     std::unique_ptr<scheduler> scheduler_;
+    passed_checks probe_checks_;
 
     std::mutex reload_mutex_; // one start, reload or stop at a time
     mutable std::mutex sensors_mutex_;

@@ -4,6 +4,9 @@
 
 #include <prometheus/text_serializer.h>
 
+#include <functional>
+#include <iterator>
+#include <mutex>
 #include <set>
 #include <sstream>
 
@@ -67,45 +70,81 @@ const std::vector<std::string>& service_metrics::states() {
     return all;
 }
 
-service_metrics::service_metrics()
-    : registry_(std::make_shared<prometheus::Registry>()),
-      info_(prometheus::BuildGauge()
-                .Name("wexo_sensor_info")
-                .Help("What a sensor asks: always 1, its labels name the device and the question.")
-                .Register(*registry_)),
-      state_(prometheus::BuildGauge()
-                 .Name("wexo_sensor_state")
-                 .Help("1 for the sensor's current state (ok, warning, error, waiting), 0 for the others.")
-                 .Register(*registry_)),
-      success_(prometheus::BuildGauge()
-                   .Name("wexo_scan_success")
-                   .Help("1 when the last scan's result had response code 0.")
-                   .Register(*registry_)),
-      duration_(prometheus::BuildHistogram()
-                    .Name("wexo_scan_duration_seconds")
-                    .Help("How long scans took, from the call to the result.")
-                    .Register(*registry_)),
-      scans_(prometheus::BuildCounter().Name("wexo_scans_total").Help("Scans run.").Register(*registry_)),
-      errors_(prometheus::BuildCounter()
-                  .Name("wexo_scan_errors_total")
-                  .Help("Scans that failed, by the error's catalogue key.")
-                  .Register(*registry_)),
-      missed_(prometheus::BuildCounter()
-                  .Name("wexo_missed_scans_total")
-                  .Help("Scans skipped because the previous scan of the sensor was still running.")
-                  .Register(*registry_)),
-      last_scan_(prometheus::BuildGauge()
-                     .Name("wexo_last_scan_timestamp_seconds")
-                     .Help("When the last scan ended, in seconds since the epoch.")
-                     .Register(*registry_)),
-      answer_changes_(prometheus::BuildCounter()
-                          .Name("wexo_answer_changes_total")
-                          .Help("Successful scans whose record set differed from the previous successful scan's.")
-                          .Register(*registry_)),
-      last_change_(prometheus::BuildGauge()
-                       .Name("wexo_last_answer_change_timestamp_seconds")
-                       .Help("When the record set last changed, in seconds since the epoch; 0 for never.")
-                       .Register(*registry_)) {}
+// One registry with every family; the sensors whose names hash to it.
+struct metric_shard {
+    prometheus::Registry registry;
+    prometheus::Family<prometheus::Gauge>& info;
+    prometheus::Family<prometheus::Gauge>& state;
+    prometheus::Family<prometheus::Gauge>& success;
+    prometheus::Family<prometheus::Histogram>& duration;
+    prometheus::Family<prometheus::Counter>& scans;
+    prometheus::Family<prometheus::Counter>& errors;
+    prometheus::Family<prometheus::Counter>& missed;
+    prometheus::Family<prometheus::Gauge>& last_scan;
+    prometheus::Family<prometheus::Counter>& answer_changes;
+    prometheus::Family<prometheus::Gauge>& last_change;
+    std::mutex channels_mutex;
+    std::map<std::string, prometheus::Family<prometheus::Gauge>*> channel_families;
+
+    metric_shard()
+        : info(prometheus::BuildGauge()
+                   .Name("wexo_sensor_info")
+                   .Help("What a sensor asks: always 1, its labels name the device and the question.")
+                   .Register(registry)),
+          state(prometheus::BuildGauge()
+                    .Name("wexo_sensor_state")
+                    .Help("1 for the sensor's current state (ok, warning, error, waiting), 0 for the others.")
+                    .Register(registry)),
+          success(prometheus::BuildGauge()
+                      .Name("wexo_scan_success")
+                      .Help("1 when the last scan's result had response code 0.")
+                      .Register(registry)),
+          duration(prometheus::BuildHistogram()
+                       .Name("wexo_scan_duration_seconds")
+                       .Help("How long scans took, from the call to the result.")
+                       .Register(registry)),
+          scans(prometheus::BuildCounter().Name("wexo_scans_total").Help("Scans run.").Register(registry)),
+          errors(prometheus::BuildCounter()
+                     .Name("wexo_scan_errors_total")
+                     .Help("Scans that failed, by the error's catalogue key.")
+                     .Register(registry)),
+          missed(prometheus::BuildCounter()
+                     .Name("wexo_missed_scans_total")
+                     .Help("Scans skipped because the previous scan of the sensor was still running.")
+                     .Register(registry)),
+          last_scan(prometheus::BuildGauge()
+                        .Name("wexo_last_scan_timestamp_seconds")
+                        .Help("When the last scan ended, in seconds since the epoch.")
+                        .Register(registry)),
+          answer_changes(prometheus::BuildCounter()
+                             .Name("wexo_answer_changes_total")
+                             .Help("Successful scans whose record set differed from the previous successful scan's.")
+                             .Register(registry)),
+          last_change(prometheus::BuildGauge()
+                          .Name("wexo_last_answer_change_timestamp_seconds")
+                          .Help("When the record set last changed, in seconds since the epoch; 0 for never.")
+                          .Register(registry)) {}
+
+    prometheus::Family<prometheus::Gauge>& channel_family(const channel_metric& metric) {
+        std::lock_guard lock(channels_mutex);
+        auto& family = channel_families[metric.name];
+        if (family == nullptr) {
+            family = &prometheus::BuildGauge().Name(metric.name).Help(metric.help).Register(registry);
+        }
+        return *family;
+    }
+};
+
+namespace {
+constexpr std::size_t shard_count = 64;
+} // namespace
+
+service_metrics::service_metrics() {
+    shards_.reserve(shard_count);
+    for (std::size_t i = 0; i < shard_count; ++i) {
+        shards_.push_back(std::make_unique<metric_shard>());
+    }
+}
 
 const prometheus::Histogram::BucketBoundaries& service_metrics::duration_buckets() {
     static const prometheus::Histogram::BucketBoundaries buckets = {0.001, 0.0025, 0.005, 0.01, 0.025, 0.05, 0.1,
@@ -118,23 +157,24 @@ service_metrics::~service_metrics() = default;
 std::unique_ptr<sensor_series> service_metrics::add_sensor(const std::string& name, const std::string& kind,
                                                            const std::map<std::string, std::string>& labels,
                                                            const std::map<std::string, std::string>& info) {
-    std::unique_ptr<sensor_series> s(new sensor_series(*this));
+    auto& shard = *shards_[std::hash<std::string>{}(name) % shards_.size()];
+    std::unique_ptr<sensor_series> s(new sensor_series(shard));
     s->labels_ = Labels(labels.begin(), labels.end());
     s->labels_["sensor"] = name;
     s->labels_["kind"] = kind;
-    s->info_ = &info_.Add(merged(s->labels_, Labels(info.begin(), info.end())));
+    s->info_ = &shard.info.Add(merged(s->labels_, Labels(info.begin(), info.end())));
     s->info_->Set(1);
     for (const auto& state : states()) {
-        s->states_[state] = &state_.Add(merged(s->labels_, {{"state", state}}));
+        s->states_[state] = &shard.state.Add(merged(s->labels_, {{"state", state}}));
     }
-    s->success_ = &success_.Add(s->labels_);
-    s->duration_ = &duration_.Add(s->labels_, duration_buckets());
-    s->scans_ = &scans_.Add(s->labels_);
-    s->missed_ = &missed_.Add(s->labels_);
-    s->last_scan_ = &last_scan_.Add(s->labels_);
+    s->success_ = &shard.success.Add(s->labels_);
+    s->duration_ = &shard.duration.Add(s->labels_, duration_buckets());
+    s->scans_ = &shard.scans.Add(s->labels_);
+    s->missed_ = &shard.missed.Add(s->labels_);
+    s->last_scan_ = &shard.last_scan.Add(s->labels_);
     if (kind == "dns_v2") {
-        s->answer_changes_ = &answer_changes_.Add(s->labels_);
-        s->last_change_ = &last_change_.Add(s->labels_);
+        s->answer_changes_ = &shard.answer_changes.Add(s->labels_);
+        s->last_change_ = &shard.last_change.Add(s->labels_);
     }
     return s;
 }
@@ -143,41 +183,49 @@ void service_metrics::remove_sensor(std::unique_ptr<sensor_series> s) {
     if (!s) {
         return;
     }
-    info_.Remove(s->info_);
+    auto& shard = s->shard_;
+    shard.info.Remove(s->info_);
     for (const auto& [state, gauge] : s->states_) {
-        state_.Remove(gauge);
+        shard.state.Remove(gauge);
     }
-    success_.Remove(s->success_);
-    duration_.Remove(s->duration_);
-    scans_.Remove(s->scans_);
-    missed_.Remove(s->missed_);
-    last_scan_.Remove(s->last_scan_);
+    shard.success.Remove(s->success_);
+    shard.duration.Remove(s->duration_);
+    shard.scans.Remove(s->scans_);
+    shard.missed.Remove(s->missed_);
+    shard.last_scan.Remove(s->last_scan_);
     if (s->answer_changes_ != nullptr) {
-        answer_changes_.Remove(s->answer_changes_);
-        last_change_.Remove(s->last_change_);
+        shard.answer_changes.Remove(s->answer_changes_);
+        shard.last_change.Remove(s->last_change_);
     }
     std::lock_guard lock(s->mutex_);
     for (const auto& [key, counter] : s->errors_) {
-        errors_.Remove(counter);
+        shard.errors.Remove(counter);
     }
-    std::lock_guard families(channels_mutex_);
+    std::lock_guard families(shard.channels_mutex);
     for (const auto& [metric, gauge] : s->channels_) {
-        channel_families_.at(metric)->Remove(gauge);
+        shard.channel_families.at(metric)->Remove(gauge);
     }
-}
-
-prometheus::Family<prometheus::Gauge>& service_metrics::channel_family(const channel_metric& metric) {
-    std::lock_guard lock(channels_mutex_);
-    auto& family = channel_families_[metric.name];
-    if (family == nullptr) {
-        family = &prometheus::BuildGauge().Name(metric.name).Help(metric.help).Register(*registry_);
-    }
-    return *family;
 }
 
 std::string service_metrics::text() const {
+    // Every shard has the same families: one block per name, in the order of
+    // their first registration.
+    std::vector<prometheus::MetricFamily> families;
+    std::map<std::string, std::size_t> by_name;
+    for (const auto& shard : shards_) {
+        for (auto& family : shard->registry.Collect()) {
+            const auto [it, added] = by_name.emplace(family.name, families.size());
+            if (added) {
+                families.push_back(std::move(family));
+            } else {
+                auto& all = families[it->second].metric;
+                all.insert(all.end(), std::make_move_iterator(family.metric.begin()),
+                           std::make_move_iterator(family.metric.end()));
+            }
+        }
+    }
     std::ostringstream out;
-    prometheus::TextSerializer().Serialize(out, registry_->Collect());
+    prometheus::TextSerializer().Serialize(out, families);
     return out.str();
 }
 
@@ -196,7 +244,7 @@ void sensor_series::record_scan(bool success, double seconds, double timestamp, 
         std::lock_guard lock(mutex_);
         auto& counter = errors_[error_key];
         if (counter == nullptr) {
-            counter = &owner_.errors_.Add(merged(labels_, {{"error", error_key}}));
+            counter = &shard_.errors.Add(merged(labels_, {{"error", error_key}}));
         }
         counter->Increment();
     }
@@ -220,7 +268,7 @@ void sensor_series::set_channel(const host_wire::ChannelOptions& channel, std::i
         const auto metric = channel_metric_for(channel);
         auto& g = channels_[metric.name];
         if (g == nullptr) {
-            g = &owner_.channel_family(metric).Add(labels_);
+            g = &shard_.channel_family(metric).Add(labels_);
         }
         known = {channel.name_key(), channel.unit(), metric.scale, g};
     }

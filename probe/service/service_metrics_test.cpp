@@ -76,5 +76,35 @@ TEST(ServiceMetrics, ARemovedSensorLeavesNoSeries) {
     EXPECT_NE(text.find("sensor=\"kept\""), std::string::npos);
 }
 
+TEST(ServiceMetrics, ManySensorsShowAsOneBlockPerMetric) {
+    service_metrics metrics;
+    std::vector<std::unique_ptr<sensor_series>> all;
+    for (int i = 0; i < 300; ++i) {
+        all.push_back(metrics.add_sensor("s" + std::to_string(i), "dns_v2", {}, {{"host", "h"}}));
+        all.back()->set_channel(channel("record_count", 10), i);
+    }
+    for (int i = 0; i < 300; i += 2) {
+        metrics.remove_sensor(std::move(all[static_cast<std::size_t>(i)]));
+    }
+    const std::string text = metrics.text();
+    for (const std::string name : {"wexo_scans_total", "wexo_sensor_state", "wexo_record_count"}) {
+        const auto first = text.find("# TYPE " + name + " ");
+        ASSERT_NE(first, std::string::npos) << name;
+        EXPECT_EQ(text.find("# TYPE " + name + " ", first + 1), std::string::npos) << name << " has one block";
+    }
+    for (int i = 0; i < 300; ++i) {
+        const bool kept = i % 2 == 1;
+        EXPECT_EQ(has_line(text, R"(wexo_record_count{kind="dns_v2",sensor="s)" + std::to_string(i) + R"("} )" +
+                                     std::to_string(i)),
+                  kept)
+            << i;
+    }
+    // Every series of a metric stands in its block, between its TYPE line
+    // and the next metric's HELP line.
+    const auto block = text.find("# TYPE wexo_record_count gauge\n");
+    const auto next = text.find("# HELP", block);
+    EXPECT_EQ(text.find("wexo_record_count{", next == std::string::npos ? text.size() : next), std::string::npos);
+}
+
 } // namespace
 } // namespace vantrel::kelvane::probe::service

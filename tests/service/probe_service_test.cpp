@@ -3,11 +3,13 @@
 
 #include "loopback_zone.hpp"
 
+#include <probe_request.hpp>
 #include <probe_service.hpp>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -35,9 +37,9 @@ protected:
         z.mx["example"] = {{10, "mx1.example"}, {20, "mx2.example"}, {30, "mx3.example"}};
         std::string skip;
         const std::string test = testing::UnitTest::GetInstance()->current_test_info()->name();
-        static const std::vector<std::string> tests = {"ScansReportsWaitsAndStops",
-                                                       "ReloadKeepsUnchangedSensorsAndRenewsChangedOnes",
-                                                       "ScansOfDifferentSensorsRunInParallel"};
+        static const std::vector<std::string> tests = {
+            "ScansReportsWaitsAndStops", "ReloadKeepsUnchangedSensorsAndRenewsChangedOnes",
+            "ScansOfDifferentSensorsRunInParallel", "AProbeRunsACheckThatPassedOnlyOnceAWhile"};
         const auto number = std::find(tests.begin(), tests.end(), test) - tests.begin();
         device = "127.93." + std::to_string(1 + number) + ".1";
         server_ = serve_zone(device, z, skip);
@@ -151,6 +153,47 @@ TEST_F(ProbeService, ScansOfDifferentSensorsRunInParallel) {
     // Four workers, 300 ms a scan: about 13 scans a second at most in
     // parallel, under 4 a second one by one.
     EXPECT_GE(scans, 20u) << log_text_.str();
+}
+
+TEST_F(ProbeService, AProbeRunsACheckThatPassedOnlyOnceAWhile) {
+    // The check of dns_v2 asks the root's NS records; each asking is counted.
+    auto checks = std::make_shared<std::atomic<int>>(0);
+    server_->on_request([checks](const dns_request& r) {
+        if (r.type == ARES_REC_TYPE_NS) {
+            ++*checks;
+            return dns_action::answer();
+        }
+        return dns_action::answer().a(r.name, "192.0.2.7");
+    });
+    const auto probe = [&](const std::string& target, const std::string& domain, bool debug = false) {
+        const auto request = service::parse_probe_request(
+            {{"kind", "dns_v2"}, {"target", target}, {"domain", domain}, {"debug", debug ? "true" : "false"}}, {},
+            service_->manifest());
+        return service_->probe(request.settings, request.debug);
+    };
+    EXPECT_TRUE(probe(device, "www.example").success);
+    EXPECT_TRUE(probe(device, "www.example").success);
+    EXPECT_EQ(*checks, 1) << "the second probe relies on the first one's check";
+    EXPECT_TRUE(probe(device, "other.example").success);
+    EXPECT_EQ(*checks, 2) << "other settings, another check";
+    const auto shown = probe(device, "www.example", true);
+    EXPECT_TRUE(shown.success);
+    EXPECT_EQ(*checks, 3) << "a probe that shows its log runs its checks";
+
+    // A failed check is not remembered: once the server is there, it passes.
+    const std::string late = "127.93.9.1";
+    for (int i = 0; i < 2; ++i) {
+        const auto failed = probe(late, "www.example");
+        EXPECT_FALSE(failed.success);
+        EXPECT_EQ(failed.reason, "dns_check failed");
+    }
+    zone z;
+    z.a["www.example"] = {"192.0.2.1"};
+    std::string skip;
+    const auto late_server = serve_zone(late, z, skip);
+    ASSERT_TRUE(late_server) << skip;
+    const auto passed = probe(late, "www.example");
+    EXPECT_TRUE(passed.success) << passed.reason << ": checked again, and it passed";
 }
 
 } // namespace
