@@ -140,13 +140,15 @@ TEST(Scheduler, ASilentJobDelaysOnlyItself) {
     s.run_due();
     ASSERT_TRUE(silent.wait_for_waiters(1));
     for (int i = 0; i < 5; ++i) {
-        for (int wait = 0; wait < 500 && quick_runs != i + 1; ++wait) {
+        // Until its run has ended, not only counted: a run still under way
+        // at the next tick would miss that tick.
+        for (int wait = 0; wait < 5000 && (quick_runs != i + 1 || s.stats("quick")->running); ++wait) {
             std::this_thread::sleep_for(1ms);
         }
         time.advance(1s);
         s.run_due();
     }
-    for (int wait = 0; wait < 500 && quick_runs != 6; ++wait) {
+    for (int wait = 0; wait < 5000 && quick_runs != 6; ++wait) {
         std::this_thread::sleep_for(1ms);
     }
     EXPECT_EQ(quick_runs, 6);
