@@ -336,6 +336,7 @@ int run(const settings& s) {
             double rss_warm = 0;
             long long done_warm = 0;
             bench::process_usage usage_warm;
+            long long next_report = warm_up + s.soak / 10;
             const auto begin = std::chrono::steady_clock::now();
             for (;;) {
                 std::this_thread::sleep_for(1s);
@@ -347,6 +348,15 @@ int run(const settings& s) {
                     std::printf("soak: RSS after %lld scans (warm-up, %.0f s): %.0f KiB\n", done, seconds_since(begin),
                                 rss_warm);
                     std::fflush(stdout);
+                } else if (rss_warm != 0 && done < s.soak && done >= next_report) {
+                    // The course in between: growth that levels off is the
+                    // allocator's, growth that goes on is a leak.
+                    std::printf("soak: RSS after %lld scans: %.0f KiB (%+.2f %%)\n", done, bench::rss_kib(),
+                                100.0 * (bench::rss_kib() - rss_warm) / rss_warm);
+                    std::fflush(stdout);
+                }
+                while (next_report <= done) {
+                    next_report += s.soak / 10;
                 }
                 if (done >= s.soak) {
                     const double rss_end = bench::rss_kib();
