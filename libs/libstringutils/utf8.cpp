@@ -1,6 +1,7 @@
 #include <libstringutils/utf8.hpp>
 
 #include <cstdint>
+#include <cstring>
 
 namespace vantrel::kelvane::libstringutils {
 namespace {
@@ -53,7 +54,16 @@ std::size_t sequence_length(std::string_view text, std::size_t at) noexcept {
 std::size_t first_invalid(std::string_view text) noexcept {
     std::size_t at = 0;
     while (at < text.size()) {
-        // Plain ASCII is by far the common case: skip it without the decoder.
+        // Plain ASCII is by far the common case: skip it eight bytes at a
+        // time, and byte by byte up to the next sequence, without the decoder.
+        std::uint64_t word = 0;
+        if (text.size() - at >= sizeof word) {
+            std::memcpy(&word, text.data() + at, sizeof word);
+            if ((word & 0x8080808080808080u) == 0) {
+                at += sizeof word;
+                continue;
+            }
+        }
         if (static_cast<std::uint8_t>(text[at]) < 0x80) {
             ++at;
             continue;

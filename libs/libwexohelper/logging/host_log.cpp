@@ -1,6 +1,9 @@
 #include <libwexohelper/logging/host_log.hpp>
 
+#include "messaging/envelope_fields.hpp"
+
 #include <libstringutils/utf8.hpp>
+#include <libwexohelper/utils/exceptions.hpp>
 #include <wexo.pb.h>
 
 namespace vantrel::kelvane::libwexohelper::logging {
@@ -14,6 +17,27 @@ void log_message::fill(wire::Envelope& envelope) const {
     // A line may quote answer bytes; protobuf refuses a string field that is
     // not UTF-8, and the host would get nothing at all.
     libstringutils::make_valid_utf8(*line->mutable_text());
+}
+
+void log_message::encode(messaging::envelope_bytes& out) const {
+    namespace f = messaging::fields;
+    using line = wire::LogMessage;
+    constexpr int in_envelope = wire::Envelope::kLogMessageFieldNumber;
+    const int source = source_ == log_source::sensor ? line::SENSOR : line::RUNTIME;
+    const f::utf8_text text(text_);
+    const std::size_t body =
+        f::enum_size(line::kSourceFieldNumber, source) + f::int32_size(line::kSensorIdFieldNumber, sensor_id_) +
+        f::int32_size(line::kLevelFieldNumber, level_) + f::string_size(line::kTextFieldNumber, text.view());
+    const std::size_t size = f::always_size(in_envelope, body);
+    std::uint8_t* const begin = out.allocate(size);
+    std::uint8_t* target = f::write_header(in_envelope, body, begin);
+    target = f::write_enum(line::kSourceFieldNumber, source, target);
+    target = f::write_int32(line::kSensorIdFieldNumber, sensor_id_, target);
+    target = f::write_int32(line::kLevelFieldNumber, level_, target);
+    target = f::write_string(line::kTextFieldNumber, text.view(), target);
+    if (target != begin + size) {
+        throw utils::exceptions::message_serialization_failed();
+    }
 }
 
 void host_log::log(std::int32_t level, const std::string& message) {

@@ -6,59 +6,50 @@
 #include <wexo.pb.h>
 
 #include <cstddef>
-
 #include <string>
 
 namespace vantrel::kelvane::libwexohelper::messaging {
 
-namespace {
-
-std::size_t checked_size(const wire::Envelope& envelope) {
-    const std::size_t size = envelope.ByteSizeLong();
+std::uint8_t* envelope_bytes::allocate(std::size_t size) {
     if (size > max_message_size) {
         throw utils::exceptions::message_too_long(
             std::vector<std::string>{std::to_string(size), std::to_string(max_message_size)});
     }
-    return size;
-}
-
-void write(const wire::Envelope& envelope, std::uint8_t* target, std::size_t size) {
-    if (size != 0 && !envelope.SerializeToArray(target, static_cast<int>(size))) {
-        throw utils::exceptions::message_serialization_failed();
+    size_ = size;
+    on_heap_ = size > inline_capacity;
+    if (!on_heap_) {
+        return inline_;
     }
+    heap_.resize(size);
+    return heap_.data();
 }
 
-} // namespace
-
-std::vector<std::uint8_t> wexo_message::serialize() const {
-    wire::Envelope envelope;
-    fill(envelope);
-    const std::size_t size = checked_size(envelope);
-    std::vector<std::uint8_t> bytes(size);
-    write(envelope, bytes.data(), size);
-    return bytes;
-}
-
-void message_service::send(const wexo_message& message) {
-    // Every scan sends a result and log lines; building them in a block on the
-    // stack and writing small ones into a stack buffer keeps the heap out of a
-    // scan's fixed cost.
+void wexo_message::encode(envelope_bytes& out) const {
+    // The generated message lives in a block on the stack: no heap for the
+    // few messages that take this way.
     alignas(std::max_align_t) char block[2048];
     google::protobuf::ArenaOptions options;
     options.initial_block = block;
     options.initial_block_size = sizeof block;
     google::protobuf::Arena arena(options);
     auto* envelope = google::protobuf::Arena::CreateMessage<wire::Envelope>(&arena);
-    message.fill(*envelope);
-    const std::size_t size = checked_size(*envelope);
-    std::uint8_t small[1024];
-    if (size <= sizeof small) {
-        write(*envelope, small, size);
-        deliver_(small, static_cast<std::uint32_t>(size));
-        return;
+    fill(*envelope);
+    const std::size_t size = envelope->ByteSizeLong();
+    std::uint8_t* const target = out.allocate(size);
+    if (size != 0 && !envelope->SerializeToArray(target, static_cast<int>(size))) {
+        throw utils::exceptions::message_serialization_failed();
     }
-    std::vector<std::uint8_t> bytes(size);
-    write(*envelope, bytes.data(), size);
+}
+
+std::vector<std::uint8_t> wexo_message::serialize() const {
+    envelope_bytes bytes;
+    encode(bytes);
+    return std::vector<std::uint8_t>(bytes.data(), bytes.data() + bytes.size());
+}
+
+void message_service::send(const wexo_message& message) {
+    envelope_bytes bytes;
+    message.encode(bytes);
     deliver_(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
 }
 

@@ -8,25 +8,33 @@
 namespace vantrel::kelvane::libwexohelper::module {
 namespace {
 
-constexpr const char* qualified = "vantrel::kelvane::libwexohelper::module::module_instance_adapter::";
+// The two trace lines of one operation, built once: every scan writes them.
+struct trace_lines {
+    explicit trace_lines(const char* operation)
+        : begin(std::string("### Begin ") + qualified + operation + " ###"),
+          end(std::string("### End   ") + qualified + operation + " ###") {}
+    static constexpr const char* qualified = "vantrel::kelvane::libwexohelper::module::module_instance_adapter::";
+    const std::string begin;
+    const std::string end;
+};
 
 // Logs "### Begin name ###" when made; end() logs "### End   name ###". The
 // End line marks an operation that returned: an exception leaves without it,
 // and the export layer logs its reason instead.
 class trace {
 public:
-    trace(const module_instance_adapter& adapter, const char* operation) : adapter_(adapter), operation_(operation) {
-        adapter_.log(std::string("### Begin ") + qualified + operation_ + " ###");
+    trace(const module_instance_adapter& adapter, const trace_lines& lines) : adapter_(adapter), lines_(lines) {
+        adapter_.log(lines_.begin);
     }
     template <class T> T end(T result) const {
-        adapter_.log(std::string("### End   ") + qualified + operation_ + " ###");
+        adapter_.log(lines_.end);
         return result;
     }
-    void end() const { adapter_.log(std::string("### End   ") + qualified + operation_ + " ###"); }
+    void end() const { adapter_.log(lines_.end); }
 
 private:
     const module_instance_adapter& adapter_;
-    const char* operation_;
+    const trace_lines& lines_;
 };
 
 } // namespace
@@ -37,20 +45,24 @@ module_instance_adapter::module_instance_adapter(std::unique_ptr<module_instance
     }
     register_runtime_log(module_->container());
     register_sensor_log(module_->container());
+    // Once: every call writes its trace lines, and the container's look-up
+    // takes its lock each time.
+    runtime_log_ = module_->container()->get_instance<liblog::log_interface>();
 }
 
 module_instance_adapter::~module_instance_adapter() = default;
 
 void module_instance_adapter::log(const std::string& message, std::int32_t level) const noexcept {
     try {
-        module_->container()->get_instance<liblog::log_interface>()->log(level, message);
+        runtime_log_->log(level, message);
     } catch (...) {
         // Logging must never change the outcome of the call it describes.
     }
 }
 
 std::int32_t module_instance_adapter::create_sensor_instance(int id, const void* settings, std::uint32_t size) {
-    trace t(*this, "create_sensor_instance");
+    static const trace_lines lines("create_sensor_instance");
+    trace t(*this, lines);
     const settings::sensor_data_wrapper wrapper(settings, size);
     log(wrapper.to_json());
     const auto dispatcher = module_->dispatcher();
@@ -58,13 +70,15 @@ std::int32_t module_instance_adapter::create_sensor_instance(int id, const void*
 }
 
 std::int32_t module_instance_adapter::destroy_sensor_instance(int id) {
-    trace t(*this, "destroy_sensor_instance");
+    static const trace_lines lines("destroy_sensor_instance");
+    trace t(*this, lines);
     const auto dispatcher = module_->dispatcher();
     return t.end(static_cast<std::int32_t>(dispatcher->destroy_sensor_instance(id)));
 }
 
 std::int32_t module_instance_adapter::execute_check(int id, const void* settings, std::uint32_t size) {
-    trace t(*this, "execute_check");
+    static const trace_lines lines("execute_check");
+    trace t(*this, lines);
     const settings::sensor_data_wrapper wrapper(settings, size);
     log(wrapper.to_json());
     const auto dispatcher = module_->dispatcher();
@@ -73,7 +87,8 @@ std::int32_t module_instance_adapter::execute_check(int id, const void* settings
 
 std::int32_t module_instance_adapter::execute_meta_scan(int id, std::uint32_t selector, const void* settings,
                                                         std::uint32_t size) {
-    trace t(*this, "execute_meta_scan");
+    static const trace_lines lines("execute_meta_scan");
+    trace t(*this, lines);
     const settings::sensor_data_wrapper wrapper(settings, size);
     log(wrapper.to_json());
     const auto dispatcher = module_->dispatcher();
@@ -81,13 +96,15 @@ std::int32_t module_instance_adapter::execute_meta_scan(int id, std::uint32_t se
 }
 
 std::int32_t module_instance_adapter::execute_sensor_scan(int id) {
-    trace t(*this, "execute_sensor_scan");
+    static const trace_lines lines("execute_sensor_scan");
+    trace t(*this, lines);
     const auto dispatcher = module_->dispatcher();
     return t.end(static_cast<std::int32_t>(dispatcher->execute_sensor_scan(id)));
 }
 
 void module_instance_adapter::get_module_information(bool load_languages) {
-    trace t(*this, "get_module_information");
+    static const trace_lines lines("get_module_information");
+    trace t(*this, lines);
     log(std::string("Do loadLanguages: ") + (load_languages ? "Yes" : "No"));
     const messaging::module_information_message message(module_->module_information(), load_languages);
     module_->container()->get_instance<messaging::message_service_interface>()->send(message);
@@ -95,7 +112,8 @@ void module_instance_adapter::get_module_information(bool load_languages) {
 }
 
 std::vector<std::uint8_t> module_instance_adapter::get_module_information_as_bytes(bool include_texts) {
-    trace t(*this, "get_module_information_as_bytes");
+    static const trace_lines lines("get_module_information_as_bytes");
+    trace t(*this, lines);
     log(std::string("Include texts: ") + (include_texts ? "Yes" : "No"));
     const messaging::module_information_message message(module_->module_information(), include_texts);
     return t.end(message.serialize());

@@ -102,7 +102,11 @@ dns_client::~dns_client() = default;
 dns::dns_query_result dns_client::query(const std::string& name, const std::string& record_type,
                                         liblog::log_interface& log) {
     std::string type_name = record_type;
-    if (!type_name.empty()) {
+    // A sensor's names are upper case already; only another spelling goes
+    // through the locale.
+    const bool upper = std::all_of(type_name.begin(), type_name.end(),
+                                   [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9'); });
+    if (!upper) {
         std::use_facet<std::ctype<char>>(std::locale()).toupper(type_name.data(), type_name.data() + type_name.size());
     }
 

@@ -19,6 +19,8 @@ public:
     bool is_plain() const noexcept { return key_.empty(); }
     const std::string& key() const noexcept { return key_; }
     const std::vector<std::string>& arguments() const noexcept { return arguments_; }
+    // The text of a plain message; empty for a catalogue message.
+    const std::string& plain_text() const noexcept { return plain_text_; }
 
     // The catalogue's English text with the arguments filled in; the key and
     // its arguments when the key has no English text; the text of a plain message.

@@ -110,14 +110,15 @@ void dns_sensor::scan_work() {
     auto& dns = client();
     const auto& s = settings();
 
-    std::string name = s.domain;
     const std::string type_text(settings::record_type_name(s.record_type));
     // Reverse names are sent as given; anything else must be an address to reverse.
     // Both suffix tests are case-sensitive on purpose.
-    if (s.record_type == settings::record_type::PTR && !ends_with(name, ".in-addr.arpa") &&
-        !ends_with(name, ".ip6.arpa")) {
-        name = cares::dns_client::reverse_lookup_name(name);
+    std::string reversed;
+    if (s.record_type == settings::record_type::PTR && !ends_with(s.domain, ".in-addr.arpa") &&
+        !ends_with(s.domain, ".ip6.arpa")) {
+        reversed = cares::dns_client::reverse_lookup_name(s.domain);
     }
+    const std::string& name = reversed.empty() ? s.domain : reversed;
 
     const dns_query_result response = dns.query(name, type_text, sensor_log());
     const bool logging = sensor_log().enabled();

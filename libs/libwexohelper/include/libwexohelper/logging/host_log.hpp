@@ -20,6 +20,7 @@ public:
     log_message(log_source source, std::int32_t sensor_id, std::int32_t level, const std::string& text)
         : source_(source), sensor_id_(sensor_id), level_(level), text_(text) {}
     void fill(wire::Envelope& envelope) const override;
+    void encode(messaging::envelope_bytes& out) const override;
 
 private:
     log_source source_;

@@ -15,6 +15,7 @@ public:
 
     const std::string& manifest() const noexcept { return manifest_; }
     void fill(wire::Envelope& envelope) const override;
+    void encode(envelope_bytes& out) const override;
 
 private:
     std::string manifest_;

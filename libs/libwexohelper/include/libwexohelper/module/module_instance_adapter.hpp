@@ -16,7 +16,8 @@ namespace vantrel::kelvane::libwexohelper::module {
 class module_instance_adapter {
 public:
     // Throws std::invalid_argument for a null module. Registers the runtime
-    // log and the sensor log in the module's container.
+    // log and the sensor log in the module's container and makes the runtime
+    // log (instance_not_available when the module has no message service).
     explicit module_instance_adapter(std::unique_ptr<module_instance> module);
     ~module_instance_adapter();
 
@@ -35,6 +36,7 @@ public:
 
 private:
     std::unique_ptr<module_instance> module_;
+    std::shared_ptr<liblog::log_interface> runtime_log_;
 };
 
 } // namespace vantrel::kelvane::libwexohelper::module

@@ -30,7 +30,7 @@ public:
     sensor_scan_result& set_value(std::int32_t channel_id, std::int64_t value);
     sensor_scan_result& set_error_code(std::int32_t code);
     sensor_scan_result& set_response_code(scan_response_codes code);
-    sensor_scan_result& set_response_message(const libi18n::i18n_msg& message);
+    sensor_scan_result& set_response_message(libi18n::i18n_msg message);
 
     // The message in English.
     std::string response_message() const { return message_.english(); }
@@ -40,6 +40,7 @@ public:
     const std::vector<std::pair<std::int32_t, std::int64_t>>& values() const noexcept { return values_; }
 
     void fill(wire::Envelope& envelope) const override;
+    void encode(messaging::envelope_bytes& out) const override;
 
 private:
     std::int32_t sensor_id_;
@@ -60,6 +61,7 @@ public:
     }
     bool success() const noexcept { return success_; }
     void fill(wire::Envelope& envelope) const override;
+    void encode(messaging::envelope_bytes& out) const override;
 
 private:
     std::int32_t check_id_;

@@ -57,7 +57,11 @@ public:
             return scan_outcome::already_scanning;
         }
         const scan_claim claim(scanning_);
-        log(enter_scan_banner);
+        // The banners are built only for a log that keeps them.
+        const bool logging = log_->enabled();
+        if (logging) {
+            log(enter_scan_banner);
+        }
         try {
             scan_work();
         } catch (const libi18n::i18n_exception& e) {
@@ -65,7 +69,9 @@ public:
         } catch (const std::exception& e) {
             report_escaped(e);
         }
-        log(exit_scan_banner);
+        if (logging) {
+            log(exit_scan_banner);
+        }
         return scan_outcome::done;
     }
 
@@ -82,10 +88,10 @@ protected:
     liblog::log_interface& sensor_log() const noexcept { return *log_; }
     settings::persistent_data_storage& persistent_data() noexcept { return persistent_data_; }
 
-    responses::sensor_scan_result result_with_message(const libi18n::i18n_msg& message,
+    responses::sensor_scan_result result_with_message(libi18n::i18n_msg message,
                                                       responses::scan_response_codes code) const {
         responses::sensor_scan_result result(id_, channels_);
-        result.set_response_message(message).set_response_code(code);
+        result.set_response_message(std::move(message)).set_response_code(code);
         return result;
     }
     responses::sensor_scan_result error_result(const libi18n::i18n_exception& error, std::int32_t error_code,
@@ -135,7 +141,11 @@ protected:
             note_dropped();
             return;
         }
-        container_->get_instance<messaging::message_service_interface>()->send(message);
+        // Looked up once: the container's look-up takes its lock each time.
+        if (!messages_) {
+            messages_ = container_->get_instance<messaging::message_service_interface>();
+        }
+        messages_->send(message);
     }
 
     // Drops the channel map, as a sensor that declares no channels would have it.
@@ -183,7 +193,8 @@ private:
     // Recursive: the host may destroy this sensor from the callback that is
     // delivering one of its messages.
     mutable std::recursive_mutex delivery_mutex_;
-    bool retired_ = false; // guarded by delivery_mutex_
+    bool retired_ = false;                                                   // guarded by delivery_mutex_
+    mutable std::shared_ptr<messaging::message_service_interface> messages_; // guarded by delivery_mutex_
 };
 
 } // namespace vantrel::kelvane::libwexohelper::sensors
