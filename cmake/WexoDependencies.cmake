@@ -26,6 +26,31 @@ if(NOT TARGET CLI11::CLI11)
   target_include_directories(CLI11::CLI11 INTERFACE ${CLI11_INCLUDE_DIR})
 endif()
 
+# A host that loads the module, and wexo-probe above all, starts in a fraction
+# of the time when neither binds the symbols of a shared libprotobuf and
+# libstdc++: the module links protobuf-lite (scripts/setup builds it with -fPIC
+# into .deps/protobuf-pic, from the release the system's headers belong to) and
+# the C++ runtime into itself, hidden; wexo-probe links them statically too.
+# Targets ask for it with the property WEXO_STATIC_PROTOBUF. The sanitizer
+# builds keep the shared runtime, whose symbols the sanitizers intercept.
+set(WEXO_PROTOBUF_PIC_PREFIX "${CMAKE_SOURCE_DIR}/.deps/protobuf-pic" CACHE PATH
+    "Where scripts/setup built protobuf-lite with -fPIC")
+set(WEXO_STATIC_RUNTIME_DEFAULT OFF)
+if(NOT WIN32 AND NOT CMAKE_CROSSCOMPILING AND NOT WEXO_SANITIZE AND NOT WEXO_TSAN AND NOT WEXO_FUZZ)
+  set(WEXO_STATIC_RUNTIME_DEFAULT ON)
+endif()
+option(WEXO_STATIC_RUNTIME "Link the module and wexo-probe with protobuf and the C++ runtime inside"
+       ${WEXO_STATIC_RUNTIME_DEFAULT})
+if(WEXO_STATIC_RUNTIME)
+  find_library(WEXO_PROTOBUF_LITE_PIC libprotobuf-lite.a PATHS ${WEXO_PROTOBUF_PIC_PREFIX}/lib NO_DEFAULT_PATH)
+  find_library(WEXO_PROTOBUF_LITE_STATIC libprotobuf-lite.a)
+  if(NOT WEXO_PROTOBUF_LITE_PIC OR NOT WEXO_PROTOBUF_LITE_STATIC OR NOT Protobuf_VERSION VERSION_EQUAL 3.21.12)
+    message(STATUS "protobuf ${Protobuf_VERSION}: no static runtime (run scripts/setup for .deps/protobuf-pic)")
+    set(WEXO_STATIC_RUNTIME OFF)
+  endif()
+endif()
+message(STATUS "static C++ and protobuf runtime in the module and wexo-probe: ${WEXO_STATIC_RUNTIME}")
+
 # c-ares: the record API and ares_queue_wait_empty arrived in 1.28. scripts/setup
 # builds 1.34.5 as a static PIC library into .deps/cares when the system's is older.
 find_package(c-ares 1.28 REQUIRED CONFIG)

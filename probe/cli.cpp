@@ -3,7 +3,6 @@
 #include "channel_limits.hpp"
 #include "host_session.hpp"
 #include "manifest_model.hpp"
-#include "manifest_texts.hpp"
 #include "result_view.hpp"
 #include "secret_filter.hpp"
 #include "settings_builder.hpp"
@@ -194,9 +193,8 @@ const kind_description& find_kind(const manifest_model& manifest, const std::str
 struct request {
     request(const options& o, bool check, console& io, const std::vector<std::string>& arguments)
         : session(o.module_path, verbose_sink(o.settings.verbose, io)),
-          // One language is shown: the others are most of the manifest and never parsed.
-          manifest(keep_text_languages(session.manifest(true), {o.language})),
-          language(choose_language(manifest, o.language)),
+          // One language is shown: the others are most of the manifest and never read.
+          manifest(session.manifest(true), {o.language}), language(choose_language(manifest, o.language)),
           settings(secure_first(io, arguments, manifest, find_kind(manifest, o.kind, check), o.settings)) {
         session.take_runtime_log();
     }

@@ -1,6 +1,7 @@
 #include "manifest_model.hpp"
 
 #include <libstringutils/format.hpp>
+#include <libstringutils/json_skim.hpp>
 
 #include <algorithm>
 #include <cctype>
@@ -79,6 +80,58 @@ std::vector<setting_description> read_sections(const json& doc, const json& sect
     return settings;
 }
 
+namespace skim = libstringutils::json_skim;
+
+// The text of a JSON string (its quotes included). Catalogue texts rarely hold
+// an escape: those go through the JSON parser, the others are their bytes.
+std::optional<std::string> decode_string(std::string_view token) {
+    if (token.size() < 2 || token.front() != '"' || token.back() != '"') {
+        return std::nullopt;
+    }
+    if (token.find('\\') == std::string_view::npos) {
+        return std::string(token.substr(1, token.size() - 2));
+    }
+    const auto value = json::parse(token, nullptr, false);
+    if (!value.is_string()) {
+        return std::nullopt;
+    }
+    return value.get<std::string>();
+}
+
+// Calls `entry(key, value_begin, value_end)` for each member of the object
+// that starts at json[begin], its key decoded; `entry` returns false for a
+// member it finds broken. A value of another type has no members. False when
+// the text is broken.
+template <class F> bool for_each_entry(std::string_view json, std::size_t begin, F entry) {
+    if (begin >= json.size() || json[begin] != '{') {
+        return true;
+    }
+    bool intact = true;
+    const bool walked =
+        skim::for_each_member(json, begin, [&](std::string_view raw, std::size_t value_begin, std::size_t value_end) {
+            const auto key = raw.find('\\') == std::string_view::npos ? std::optional<std::string>(raw)
+                                                                      : decode_string("\"" + std::string(raw) + "\"");
+            intact = key && entry(*key, value_begin, value_end);
+            return intact;
+        });
+    return walked && intact;
+}
+
+// The "Display" text of the catalogue entry at json[begin], empty when it has
+// none (or one that is not a string); nullopt when the entry is broken.
+std::optional<std::string> display_text(std::string_view json, std::size_t begin) {
+    std::string display;
+    const bool intact = for_each_entry(json, begin, [&](const std::string& key, std::size_t b, std::size_t e) {
+        if (key != "Display" || json[b] != '"') {
+            return true;
+        }
+        auto text = decode_string(json.substr(b, e - b));
+        display = text.value_or(std::string());
+        return text.has_value();
+    });
+    return intact ? std::optional<std::string>(std::move(display)) : std::nullopt;
+}
+
 } // namespace
 
 std::vector<setting_description> common_settings() {
@@ -124,9 +177,30 @@ std::vector<std::string> secure_setting_names(const std::vector<kind_description
     return names;
 }
 
-manifest_model::manifest_model(const std::string& manifest_json) {
-    doc_ = json::parse(manifest_json, nullptr, false);
+manifest_model::manifest_model(const std::string& manifest_json, const std::vector<std::string>& languages) {
+    // The text catalogue is most of the manifest and is only ever looked up by
+    // key: it is read into tables without a parse (only English and the
+    // languages asked for, when some are), and the rest of the document,
+    // rebuilt from its members, is parsed.
+    std::string structure;
+    std::optional<std::size_t> texts;
+    const bool walked = skim::for_each_member(manifest_json, skim::skip_space(manifest_json, 0),
+                                              [&](std::string_view key, std::size_t begin, std::size_t end) {
+                                                  if (key == "Text" && !texts) {
+                                                      texts = begin;
+                                                      return true;
+                                                  }
+                                                  structure += structure.empty() ? "{\"" : ",\"";
+                                                  structure.append(key).append("\":");
+                                                  structure.append(manifest_json, begin, end - begin);
+                                                  return true;
+                                              });
+    // A text the walk did not take as an object gets its verdict from the parser.
+    doc_ = json::parse(walked ? (structure.empty() ? "{}" : structure + "}") : manifest_json, nullptr, false);
     if (doc_.is_discarded() || !doc_.is_object()) {
+        throw std::runtime_error("The module's manifest is not a JSON object.");
+    }
+    if (walked && texts && !read_catalogues(manifest_json, *texts, languages)) {
         throw std::runtime_error("The module's manifest is not a JSON object.");
     }
     try {
@@ -174,9 +248,43 @@ std::vector<std::string> manifest_model::kind_names(bool checks) const {
     return names;
 }
 
+bool manifest_model::read_catalogues(std::string_view json, std::size_t begin, const std::vector<std::string>& wanted) {
+    return for_each_entry(json, begin, [&](const std::string& language, std::size_t b, std::size_t) {
+        catalogue texts;
+        const bool read = wanted.empty() || language == "English" ||
+                          std::any_of(wanted.begin(), wanted.end(),
+                                      [&](const std::string& w) { return lower(w) == lower(language); });
+        const bool intact =
+            !read || for_each_entry(json, b, [&](const std::string& member, std::size_t tb, std::size_t) {
+                return member != "Translation" ||
+                       for_each_entry(json, tb, [&](const std::string& key, std::size_t eb, std::size_t) {
+                           auto display = display_text(json, eb);
+                           if (display) {
+                               texts.insert_or_assign(key, std::move(*display));
+                           }
+                           return display.has_value();
+                       });
+            });
+        const auto same = std::find_if(catalogues_.begin(), catalogues_.end(),
+                                       [&](const auto& entry) { return entry.first == language; });
+        if (same != catalogues_.end()) {
+            same->second = std::move(texts);
+        } else {
+            catalogues_.emplace_back(language, std::move(texts));
+        }
+        return intact;
+    });
+}
+
+const manifest_model::catalogue* manifest_model::texts_of(const std::string& language) const {
+    const auto it = std::find_if(catalogues_.begin(), catalogues_.end(),
+                                 [&](const auto& entry) { return entry.first == language; });
+    return it == catalogues_.end() ? nullptr : &it->second;
+}
+
 std::vector<std::string> manifest_model::languages() const {
     std::vector<std::string> names;
-    for (const auto& [language, texts] : member(doc_, "Text").items()) {
+    for (const auto& [language, texts] : catalogues_) {
         names.push_back(language);
     }
     return names;
@@ -192,18 +300,11 @@ std::string manifest_model::language_named(const std::string& name) const {
 }
 
 std::optional<std::string> manifest_model::text(const std::string& key, const std::string& language) const {
-    // member() refers into the document: value() would copy every language's
-    // catalogue on each look-up, which a service that judges thousands of
-    // results a second cannot afford.
-    const auto& texts = member(doc_, "Text");
     for (const auto& lang : {language, std::string("English")}) {
-        const auto l = texts.find(lang);
-        if (l == texts.end()) {
-            continue;
-        }
-        const auto& translation = member(*l, "Translation");
-        if (const auto entry = translation.find(key); entry != translation.end()) {
-            return str(*entry, "Display");
+        if (const auto* texts = texts_of(lang)) {
+            if (const auto entry = texts->find(key); entry != texts->end()) {
+                return entry->second;
+            }
         }
     }
     return std::nullopt;

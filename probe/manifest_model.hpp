@@ -6,6 +6,9 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace vantrel::kelvane::probe {
@@ -41,9 +44,12 @@ struct kind_description {
 // lookups, and the text catalogue with English fallback.
 class manifest_model {
 public:
-    // Throws std::runtime_error when the text is not a manifest.
-    explicit manifest_model(const std::string& manifest_json);
+    // Throws std::runtime_error when the text is not a manifest. With
+    // `languages` named (in any case), only their texts and English are read;
+    // languages() still lists every language of the catalogue.
+    explicit manifest_model(const std::string& manifest_json, const std::vector<std::string>& languages = {});
 
+    // The manifest without its text catalogue ("Text"), which is read into tables instead.
     const nlohmann::ordered_json& document() const noexcept { return doc_; }
     const std::vector<kind_description>& kinds() const noexcept { return kinds_; }
     // Null for an unknown kind.
@@ -63,8 +69,16 @@ public:
     std::string lookup_text(const std::string& lookup, std::int64_t value, const std::string& language) const;
 
 private:
+    // Texts of one language by catalogue key.
+    using catalogue = std::unordered_map<std::string, std::string>;
+    // Reads the "Text" object at json[begin]; false when it is not one.
+    bool read_catalogues(std::string_view json, std::size_t begin, const std::vector<std::string>& wanted);
+    const catalogue* texts_of(const std::string& language) const;
+
     nlohmann::ordered_json doc_;
     std::vector<kind_description> kinds_;
+    // The languages in manifest order.
+    std::vector<std::pair<std::string, catalogue>> catalogues_;
 };
 
 // Common settings every kind receives although no manifest group lists them,

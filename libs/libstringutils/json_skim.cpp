@@ -1,6 +1,8 @@
 #include <libstringutils/json_skim.hpp>
 
+#include <array>
 #include <cstring>
+#include <string>
 
 namespace vantrel::kelvane::libstringutils::json_skim {
 
@@ -34,8 +36,23 @@ std::optional<std::size_t> skip_string(std::string_view s, std::size_t i) noexce
 }
 
 std::optional<std::size_t> skip_value(std::string_view s, std::size_t i) noexcept {
+    // Between strings only brackets and commas matter: everything else
+    // (indentation above all) is passed over in a tight loop.
+    static constexpr auto matters = [] {
+        std::array<bool, 256> table{};
+        for (const unsigned char c : std::string_view("\"{}[],")) {
+            table[c] = true;
+        }
+        return table;
+    }();
     int depth = 0;
     while (i < s.size()) {
+        while (i < s.size() && !matters[static_cast<unsigned char>(s[i])]) {
+            ++i;
+        }
+        if (i == s.size()) {
+            break;
+        }
         const char c = s[i];
         if (c == '"') {
             const auto end = skip_string(s, i);
@@ -57,7 +74,7 @@ std::optional<std::size_t> skip_value(std::string_view s, std::size_t i) noexcep
             if (--depth == 0) {
                 return i + 1;
             }
-        } else if (depth == 0 && c == ',') {
+        } else if (depth == 0) { // ','
             return i;
         }
         ++i;
@@ -86,7 +103,7 @@ bool for_each_member(std::string_view json, std::size_t i,
         }
         const std::size_t value_begin = skip_space(json, i + 1);
         const auto value_end = skip_value(json, value_begin);
-        if (!value_end) {
+        if (!value_end || *value_end == value_begin) { // a member has a value
             return false;
         }
         if (!member(key, value_begin, *value_end)) {
@@ -102,6 +119,56 @@ bool for_each_member(std::string_view json, std::size_t i,
         i = skip_space(json, i + 1);
     }
     return false;
+}
+
+std::string without_member(std::string_view json, std::string_view key) {
+    std::size_t i = skip_space(json, 0);
+    if (i >= json.size() || json[i] != '{') {
+        return std::string(json);
+    }
+    std::size_t previous_end = i + 1; // just after '{' or after the previous member's value
+    bool first = true;
+    i = skip_space(json, i + 1);
+    while (i < json.size() && json[i] == '"') {
+        const std::size_t key_start = i;
+        const auto key_end = skip_string(json, i);
+        if (!key_end) {
+            break;
+        }
+        const std::string_view name = json.substr(key_start + 1, *key_end - key_start - 2);
+        i = skip_space(json, *key_end);
+        if (i >= json.size() || json[i] != ':') {
+            break;
+        }
+        const std::size_t value_begin = skip_space(json, i + 1);
+        const auto value_end = skip_value(json, value_begin);
+        if (!value_end || *value_end == value_begin) {
+            break;
+        }
+        const std::size_t after = skip_space(json, *value_end);
+        const bool has_next = after < json.size() && json[after] == ',';
+        if (name == key) {
+            std::string out;
+            if (first) {
+                // Drop the member and the comma after it: `{ "Text": {...}, "a": 1 }`.
+                const std::size_t cut_to = has_next ? skip_space(json, after + 1) : *value_end;
+                out.append(json.substr(0, key_start));
+                out.append(json.substr(cut_to));
+            } else {
+                // Drop the comma before it and the member: `{ "a": 1, "Text": {...} }`.
+                out.append(json.substr(0, previous_end));
+                out.append(json.substr(*value_end));
+            }
+            return out;
+        }
+        previous_end = *value_end;
+        first = false;
+        if (!has_next) {
+            break;
+        }
+        i = skip_space(json, after + 1);
+    }
+    return std::string(json);
 }
 
 } // namespace vantrel::kelvane::libstringutils::json_skim

@@ -2,6 +2,7 @@
 
 #include "http_endpoints.hpp"
 #include "probe_service.hpp"
+#include "serve_handoff.hpp"
 
 #include <csignal>
 #include <iostream>
@@ -23,7 +24,7 @@ sigset_t service_signals() {
 } // namespace
 
 CLI::App* add_serve_command(CLI::App& app, serve_options& o) {
-    auto* serve = app.add_subcommand("serve", "Run the configured sensors on their schedule and serve their metrics");
+    auto* serve = app.add_subcommand("serve", serve_description);
     serve->add_option("--config", o.config_path, "YAML file: sensors, presets, listen address, workers")->required();
     serve->add_option("--listen", o.listen, "ADDRESS:PORT to serve on, instead of the file's (default 127.0.0.1:9353)");
     serve->add_option("--log-format", o.log_format, "text or json")

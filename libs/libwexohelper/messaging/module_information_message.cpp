@@ -7,61 +7,9 @@
 #include <wexo.pb.h>
 
 namespace vantrel::kelvane::libwexohelper::messaging {
-using libstringutils::json_skim::skip_space;
-using libstringutils::json_skim::skip_string;
-using libstringutils::json_skim::skip_value;
-
-std::string without_top_level_member(std::string_view json, std::string_view key) {
-    std::size_t i = skip_space(json, 0);
-    if (i >= json.size() || json[i] != '{') {
-        return std::string(json);
-    }
-    std::size_t previous_end = i + 1; // just after '{' or after the previous member's value
-    bool first = true;
-    i = skip_space(json, i + 1);
-    while (i < json.size() && json[i] == '"') {
-        const std::size_t key_start = i;
-        const auto key_end = skip_string(json, i);
-        if (!key_end) {
-            break;
-        }
-        const std::string_view name = json.substr(key_start + 1, *key_end - key_start - 2);
-        i = skip_space(json, *key_end);
-        if (i >= json.size() || json[i] != ':') {
-            break;
-        }
-        const auto value_end = skip_value(json, skip_space(json, i + 1));
-        if (!value_end) {
-            break;
-        }
-        const std::size_t after = skip_space(json, *value_end);
-        const bool has_next = after < json.size() && json[after] == ',';
-        if (name == key) {
-            std::string out;
-            if (first) {
-                // Drop the member and the comma after it: `{ "Text": {...}, "a": 1 }`.
-                const std::size_t cut_to = has_next ? skip_space(json, after + 1) : *value_end;
-                out.append(json.substr(0, key_start));
-                out.append(json.substr(cut_to));
-            } else {
-                // Drop the comma before it and the member: `{ "a": 1, "Text": {...} }`.
-                out.append(json.substr(0, previous_end));
-                out.append(json.substr(*value_end));
-            }
-            return out;
-        }
-        previous_end = *value_end;
-        first = false;
-        if (!has_next) {
-            break;
-        }
-        i = skip_space(json, after + 1);
-    }
-    return std::string(json);
-}
-
-module_information_message::module_information_message(std::string_view manifest_json, bool include_texts)
-    : manifest_(include_texts ? std::string(manifest_json) : without_top_level_member(manifest_json, "Text")),
+module_information_message::module_information_message(std::string manifest_json, bool include_texts)
+    : manifest_(include_texts ? std::move(manifest_json)
+                              : libstringutils::json_skim::without_member(manifest_json, "Text")),
       include_texts_(include_texts) {}
 
 void module_information_message::fill(wire::Envelope& envelope) const {

@@ -10,24 +10,6 @@
 namespace vantrel::kelvane::libwexohelper::messaging {
 namespace {
 
-TEST(WithoutTopLevelMember, RemovesTheMemberWhereverItStands) {
-    EXPECT_EQ(without_top_level_member(R"({"a": 1, "Text": {"x": [1, {"y": "}"}]}, "b": "c"})", "Text"),
-              R"({"a": 1, "b": "c"})");
-    EXPECT_EQ(without_top_level_member(R"({"a": [1,2], "Text": {"x": 1}})", "Text"), R"({"a": [1,2]})");
-    EXPECT_EQ(without_top_level_member(R"({"Text": "t\"}", "a": true})", "Text"), R"({"a": true})");
-    EXPECT_EQ(without_top_level_member("{\n  \"Text\": {}\n}", "Text"), "{\n  \n}");
-    EXPECT_EQ(without_top_level_member(R"({"a": 1, "Text": 5})", "Text"), R"({"a": 1})");
-}
-
-TEST(WithoutTopLevelMember, LeavesNestedAndLookAlikeKeysAlone) {
-    const std::string nested = R"({"a": {"Text": 1}, "b": "\"Text\": 2"})";
-    EXPECT_EQ(without_top_level_member(nested, "Text"), nested);
-    EXPECT_EQ(without_top_level_member(R"({"Texts": 1})", "Text"), R"({"Texts": 1})");
-    EXPECT_EQ(without_top_level_member("[1]", "Text"), "[1]");
-    EXPECT_EQ(without_top_level_member("", "Text"), "");
-    EXPECT_EQ(without_top_level_member(R"({"a": "unterminated)", "Text"), R"({"a": "unterminated)");
-}
-
 TEST(ModuleInformationMessage, SerialisesTheManifestIntoTheEnvelope) {
     const module_information_message with(R"({"a": 1, "Text": {}})", true);
     const module_information_message without(R"({"a": 1, "Text": {}})", false);
@@ -42,9 +24,8 @@ TEST(ModuleInformationMessage, SerialisesTheManifestIntoTheEnvelope) {
 
 TEST(MessageService, HandsTheExactSerialisedBytesToTheSink) {
     std::string delivered;
-    message_service service([&](const void* data, std::uint32_t size) {
-        delivered.assign(static_cast<const char*>(data), size);
-    });
+    message_service service(
+        [&](const void* data, std::uint32_t size) { delivered.assign(static_cast<const char*>(data), size); });
     const module_information_message info("{}", true);
     service.send(info);
     const auto expected = info.serialize();

@@ -15,13 +15,13 @@ std::uint8_t* envelope_bytes::allocate(std::size_t size) {
         throw utils::exceptions::message_too_long(
             std::vector<std::string>{std::to_string(size), std::to_string(max_message_size)});
     }
+    heap_.reset();
     size_ = size;
-    on_heap_ = size > inline_capacity;
-    if (!on_heap_) {
+    if (size <= inline_capacity) {
         return inline_;
     }
-    heap_.resize(size);
-    return heap_.data();
+    heap_ = std::make_unique_for_overwrite<std::uint8_t[]>(size);
+    return heap_.get();
 }
 
 void wexo_message::encode(envelope_bytes& out) const {

@@ -111,12 +111,20 @@ void module_instance_adapter::get_module_information(bool load_languages) {
     t.end();
 }
 
-std::vector<std::uint8_t> module_instance_adapter::get_module_information_as_bytes(bool include_texts) {
+std::shared_ptr<const messaging::envelope_bytes>
+module_instance_adapter::get_module_information_as_bytes(bool include_texts) {
     static const trace_lines lines("get_module_information_as_bytes");
     trace t(*this, lines);
     log(std::string("Include texts: ") + (include_texts ? "Yes" : "No"));
-    const messaging::module_information_message message(module_->module_information(), include_texts);
-    return t.end(message.serialize());
+    const std::lock_guard lock(information_mutex_);
+    auto& bytes = information_[include_texts ? 1 : 0];
+    if (!bytes) {
+        const messaging::module_information_message message(module_->module_information(), include_texts);
+        auto encoded = std::make_shared<messaging::envelope_bytes>();
+        message.encode(*encoded);
+        bytes = std::move(encoded);
+    }
+    return t.end(bytes);
 }
 
 } // namespace vantrel::kelvane::libwexohelper::module

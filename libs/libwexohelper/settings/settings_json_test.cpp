@@ -2,7 +2,7 @@
 
 #include <google/protobuf/util/json_util.h>
 #include <gtest/gtest.h>
-#include <wexo_host.pb.h>
+#include <wexo_reflection.pb.h>
 
 #include <string>
 
@@ -14,7 +14,7 @@ namespace {
 std::string printed_by_protobuf(const std::string& kind, const std::map<std::string, std::string>& settings,
                                 const std::map<int, std::string>& channels,
                                 const std::map<std::string, std::string>& persistent_data) {
-    host_wire::SensorData message;
+    reflection_wire::SensorData message;
     message.set_kind(kind);
     message.mutable_settings()->insert(settings.begin(), settings.end());
     message.mutable_channels()->insert(channels.begin(), channels.end());

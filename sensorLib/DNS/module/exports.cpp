@@ -34,8 +34,7 @@ void log_caught(const char* operation, const char* what) noexcept {
     }
 }
 
-template <class F>
-int32_t guarded(const char* operation, F&& call) noexcept {
+template <class F> int32_t guarded(const char* operation, F&& call) noexcept {
     if (!holder) {
         return not_initialized;
     }
@@ -67,7 +66,9 @@ WEXO_API int32_t WEXO_CALL InitializeModule(uint64_t context, wexo_host_callback
     }
 }
 
-WEXO_API int32_t WEXO_CALL GetApiLevel(void) { return WEXO_API_LEVEL; }
+WEXO_API int32_t WEXO_CALL GetApiLevel(void) {
+    return WEXO_API_LEVEL;
+}
 
 WEXO_API void WEXO_CALL GetModuleInformation(bool load_languages) {
     guarded("GetModuleInformation", [&](module_instance_adapter& adapter) {
@@ -86,15 +87,15 @@ WEXO_API int32_t WEXO_CALL GetModuleInformationSync(uint8_t* buffer, uint32_t* s
     try {
         const auto bytes = holder->get_module_information_as_bytes(include_texts);
         const uint32_t capacity = *size;
-        *size = static_cast<uint32_t>(bytes.size());
+        *size = static_cast<uint32_t>(bytes->size());
         if (buffer == nullptr) {
             return ok;
         }
-        if (capacity < bytes.size()) {
+        if (capacity < bytes->size()) {
             return refused;
         }
-        if (!bytes.empty()) {
-            std::memcpy(buffer, bytes.data(), bytes.size());
+        if (bytes->size() != 0) {
+            std::memcpy(buffer, bytes->data(), bytes->size());
         }
         return ok;
     } catch (const std::exception& e) {
@@ -117,9 +118,8 @@ WEXO_API int32_t WEXO_CALL ExecuteSensorScan(int32_t sensor_id) {
 }
 
 WEXO_API int32_t WEXO_CALL ExecuteCheck(int32_t check_id, const uint8_t* settings, uint32_t size) {
-    return guarded("ExecuteCheck", [&](module_instance_adapter& adapter) {
-        return adapter.execute_check(check_id, settings, size);
-    });
+    return guarded("ExecuteCheck",
+                   [&](module_instance_adapter& adapter) { return adapter.execute_check(check_id, settings, size); });
 }
 
 WEXO_API int32_t WEXO_CALL ExecuteMetaScan(int32_t sensor_id, uint32_t selector, const uint8_t* settings,

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace vantrel::kelvane::libstringutils::json_skim {
@@ -29,5 +30,10 @@ std::optional<std::size_t> skip_value(std::string_view json, std::size_t i) noex
 bool for_each_member(
     std::string_view json, std::size_t i,
     const std::function<bool(std::string_view key, std::size_t value_begin, std::size_t value_end)>& member);
+
+// The JSON text without the member `key` of its top-level object (and the
+// comma that joined it); every other byte stays as it was. The text is
+// returned unchanged when it has no such member or is not a JSON object.
+std::string without_member(std::string_view json, std::string_view key);
 
 } // namespace vantrel::kelvane::libstringutils::json_skim

@@ -106,7 +106,8 @@ const record_filter& dns_sensor::filter_regex() {
 }
 
 void dns_sensor::scan_work() {
-    auto result = result_with_message(libi18n::i18n_msg::plain("OK"), scan_response_codes::ok);
+    // Its message is set below, once the answer is known.
+    auto result = result_with_message(libi18n::i18n_msg(), scan_response_codes::ok);
     auto& dns = client();
     const auto& s = settings();
 
@@ -136,19 +137,20 @@ void dns_sensor::scan_work() {
     if (records.empty()) {
         result.set_response_message(libi18n::i18n_msg("error.empty_result", {}));
     } else {
-        const std::string message = list_records(records);
+        constexpr std::string_view ok = "OK: ";
+        std::string message = list_records(records, ok);
         switch (s.apply_filter) {
         case settings::apply_filter::disabled:
             matched_count = static_cast<std::int64_t>(records.size());
             break;
         case settings::apply_filter::enabled_match_exact:
-            matched_count = count_exact_match(message, s.filter);
+            matched_count = count_exact_match(std::string_view(message).substr(ok.size()), s.filter);
             break;
         case settings::apply_filter::enabled:
             matched_count = count_matching(records, filter_regex());
             break;
         }
-        result.set_response_message(libi18n::i18n_msg::plain("OK: " + message));
+        result.set_response_message(libi18n::i18n_msg::plain(std::move(message)));
     }
 
     set_value(result, records_resolved_channel, records.empty() ? 0 : 1);

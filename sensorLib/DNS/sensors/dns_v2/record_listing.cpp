@@ -36,19 +36,20 @@ std::vector<listed_record> collect_records(const dns_query_result& result, std::
     return records;
 }
 
-std::string list_records(std::vector<listed_record>& records) {
+std::string list_records(std::vector<listed_record>& records, std::string_view prefix) {
     std::sort(records.begin(), records.end(), [](const listed_record& a, const listed_record& b) {
         if (a.record->type != b.record->type) {
             return a.record->type < b.record->type;
         }
         return a.value < b.value;
     });
-    std::size_t length = 0;
+    std::size_t length = prefix.size();
     for (const auto& r : records) {
         length += r.type_name.size() + r.value.size() + 3;
     }
     std::string message;
     message.reserve(length);
+    message.append(prefix);
     std::string_view previous_type;
     for (const auto& r : records) {
         if (r.type_name != previous_type) {

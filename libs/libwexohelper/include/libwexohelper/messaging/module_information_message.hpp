@@ -11,7 +11,7 @@ namespace vantrel::kelvane::libwexohelper::messaging {
 // "Text" member is left out and every other byte stays as it was.
 class module_information_message final : public wexo_message {
 public:
-    module_information_message(std::string_view manifest_json, bool include_texts);
+    module_information_message(std::string manifest_json, bool include_texts);
 
     const std::string& manifest() const noexcept { return manifest_; }
     void fill(wire::Envelope& envelope) const override;
@@ -21,10 +21,5 @@ private:
     std::string manifest_;
     bool include_texts_;
 };
-
-// The JSON text without its top-level member `key` (and the comma that joined
-// it). The text is returned unchanged when it has no such member or is not a
-// JSON object.
-std::string without_top_level_member(std::string_view json, std::string_view key);
 
 } // namespace vantrel::kelvane::libwexohelper::messaging

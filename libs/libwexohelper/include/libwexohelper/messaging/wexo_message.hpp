@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace vantrel::kelvane::wire {
@@ -26,15 +27,15 @@ public:
     // message_too_long above max_message_size.
     std::uint8_t* allocate(std::size_t size);
 
-    const std::uint8_t* data() const noexcept { return on_heap_ ? heap_.data() : inline_; }
+    const std::uint8_t* data() const noexcept { return heap_ ? heap_.get() : inline_; }
     std::size_t size() const noexcept { return size_; }
 
 private:
     static constexpr std::size_t inline_capacity = 1024;
     std::uint8_t inline_[inline_capacity];
-    std::vector<std::uint8_t> heap_;
+    // Not zeroed first: every byte is written by the encoder.
+    std::unique_ptr<std::uint8_t[]> heap_;
     std::size_t size_ = 0;
-    bool on_heap_ = false;
 };
 
 // A message to the host. Each kind fills its member of the wire Envelope.

@@ -25,7 +25,7 @@ public:
     module_instance(const module_instance&) = delete;
     module_instance& operator=(const module_instance&) = delete;
 
-    // The module's manifest as JSON text.
+    // The module's manifest as JSON text; the same text on every call.
     virtual std::string module_information() const = 0;
 
     std::uint64_t context() const noexcept { return context_; }

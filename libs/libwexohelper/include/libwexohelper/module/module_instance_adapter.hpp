@@ -1,10 +1,12 @@
 #pragma once
 
 #include <liblog/log_interface.hpp>
+#include <libwexohelper/messaging/wexo_message.hpp>
 #include <libwexohelper/module/module_instance.hpp>
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -27,7 +29,9 @@ public:
     std::int32_t execute_meta_scan(int id, std::uint32_t selector, const void* settings, std::uint32_t size);
     std::int32_t execute_sensor_scan(int id);
     void get_module_information(bool load_languages);
-    std::vector<std::uint8_t> get_module_information_as_bytes(bool include_texts);
+    // The module information's envelope bytes, serialised on the first request
+    // for each flag: a host asks for their size and then for the bytes.
+    std::shared_ptr<const messaging::envelope_bytes> get_module_information_as_bytes(bool include_texts);
 
     // Writes a line to the runtime log; never throws.
     void log(const std::string& message, std::int32_t level = liblog::level_detail) const noexcept;
@@ -37,6 +41,8 @@ public:
 private:
     std::unique_ptr<module_instance> module_;
     std::shared_ptr<liblog::log_interface> runtime_log_;
+    std::mutex information_mutex_;
+    std::shared_ptr<const messaging::envelope_bytes> information_[2]; // without, with texts
 };
 
 } // namespace vantrel::kelvane::libwexohelper::module

@@ -29,8 +29,9 @@ struct listed_record {
 std::vector<listed_record> collect_records(const dns_query_result& result, std::string_view type_text);
 
 // Sorts `records` by type code, then by value text byte-wise, and lists them
-// with each type name written once per group: "A=10.0.0.10, 10.0.0.2, NS=ns1.example".
-std::string list_records(std::vector<listed_record>& records);
+// with each type name written once per group: "A=10.0.0.10, 10.0.0.2, NS=ns1.example",
+// after `prefix`.
+std::string list_records(std::vector<listed_record>& records, std::string_view prefix = {});
 
 // `text` without the characters at either end for which isspace or iscntrl holds.
 std::string_view trim_blank(std::string_view text) noexcept;
