@@ -75,7 +75,7 @@ void host_session::receive(const uint8_t* data, uint32_t size) {
             break;
         }
         case wire::Envelope::kModuleInformation:
-            pending_information_ = envelope.module_information().manifest_json();
+            pending_information_ = std::move(*envelope.mutable_module_information()->mutable_manifest_json());
             break;
         case wire::Envelope::kLogMessage: {
             const auto& m = envelope.log_message();
@@ -98,24 +98,18 @@ void host_session::receive(const uint8_t* data, uint32_t size) {
 }
 
 std::string host_session::manifest(bool include_texts) {
-    uint32_t size = 0;
-    int32_t code = loader_.api().get_module_information_sync(nullptr, &size, include_texts);
-    if (code != 0) {
-        throw std::runtime_error("The module did not tell the size of its information (code " + std::to_string(code) +
-                                 ").");
+    {
+        std::lock_guard lock(mutex_);
+        pending_information_.reset();
     }
-    // 150 KB with the texts: not zeroed first, and the manifest is moved out
-    // of the message rather than copied.
-    const auto bytes = std::make_unique_for_overwrite<uint8_t[]>(size);
-    code = loader_.api().get_module_information_sync(bytes.get(), &size, include_texts);
-    if (code != 0) {
-        throw std::runtime_error("The module did not hand over its information (code " + std::to_string(code) + ").");
+    loader_.api().get_module_information(include_texts);
+    std::lock_guard lock(mutex_);
+    if (!pending_information_) {
+        throw std::runtime_error("The module sent no module information.");
     }
-    wire::Envelope envelope;
-    if (!envelope.ParseFromArray(bytes.get(), static_cast<int>(size)) || !envelope.has_module_information()) {
-        throw std::runtime_error("The module's information is not a module information message.");
-    }
-    return std::move(*envelope.mutable_module_information()->mutable_manifest_json());
+    std::string manifest = std::move(*pending_information_);
+    pending_information_.reset();
+    return manifest;
 }
 
 int32_t host_session::create_sensor(int32_t id, const wire::SensorData& settings) {

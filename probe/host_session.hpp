@@ -43,7 +43,10 @@ public:
     int32_t api_level() const { return loader_.api().get_api_level(); }
     const module_loader::entry_points& api() const noexcept { return loader_.api(); }
 
-    // The module's manifest JSON, through GetModuleInformationSync.
+    // The module's manifest JSON. Asked for with GetModuleInformation, whose
+    // message arrives through the callback during the call: 150 KB with the
+    // texts, and the host then needs no buffer of its own and no second call
+    // for the size, as GetModuleInformationSync would.
     std::string manifest(bool include_texts);
 
     int32_t create_sensor(int32_t id, const wire::SensorData& settings);

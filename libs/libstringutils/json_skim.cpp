@@ -82,45 +82,6 @@ std::optional<std::size_t> skip_value(std::string_view s, std::size_t i) noexcep
     return depth == 0 ? std::optional<std::size_t>(i) : std::nullopt;
 }
 
-bool for_each_member(std::string_view json, std::size_t i,
-                     const std::function<bool(std::string_view, std::size_t, std::size_t)>& member) {
-    if (i >= json.size() || json[i] != '{') {
-        return false;
-    }
-    i = skip_space(json, i + 1);
-    if (i < json.size() && json[i] == '}') {
-        return true;
-    }
-    while (i < json.size() && json[i] == '"') {
-        const auto key_end = skip_string(json, i);
-        if (!key_end) {
-            return false;
-        }
-        const std::string_view key = json.substr(i + 1, *key_end - i - 2);
-        i = skip_space(json, *key_end);
-        if (i >= json.size() || json[i] != ':') {
-            return false;
-        }
-        const std::size_t value_begin = skip_space(json, i + 1);
-        const auto value_end = skip_value(json, value_begin);
-        if (!value_end || *value_end == value_begin) { // a member has a value
-            return false;
-        }
-        if (!member(key, value_begin, *value_end)) {
-            return true;
-        }
-        i = skip_space(json, *value_end);
-        if (i < json.size() && json[i] == '}') {
-            return true;
-        }
-        if (i >= json.size() || json[i] != ',') {
-            return false;
-        }
-        i = skip_space(json, i + 1);
-    }
-    return false;
-}
-
 std::string without_member(std::string_view json, std::string_view key) {
     std::size_t i = skip_space(json, 0);
     if (i >= json.size() || json[i] != '{') {

@@ -20,57 +20,61 @@ constexpr std::array<std::string_view (*)() noexcept, 9> languages = {
     manifest_pieces::text_english,  manifest_pieces::text_german,    manifest_pieces::text_simplified_chinese,
 };
 
-struct joined_manifest {
-    std::string full;
-    std::string without_texts;
-};
-
-joined_manifest join() {
-    // "Text" is the last member, so both documents share everything before it; leaving it out then touches
-    // only the separator in front of it and nothing else.
-    std::string members(document_open);
+// The top-level members, then (with the texts) the catalogue, each document in
+// one allocation of its exact size: the full one is 150 KB, and every
+// reallocation on the way would touch that many fresh pages again.
+std::string join(bool with_texts) {
+    const auto structure = manifest_pieces::structure();
+    std::size_t size = document_open.size() + document_close.size();
+    for (const auto piece : structure) {
+        size += piece.size() + member_separator.size();
+    }
+    if (with_texts) {
+        size += member_separator.size() + text_open.size() + text_close.size();
+        for (const auto language : languages) {
+            size += language().size() + member_separator.size();
+        }
+    }
+    std::string document;
+    document.reserve(size);
+    document += document_open;
     bool first = true;
-    for (const auto piece : manifest_pieces::structure()) {
+    for (const auto piece : structure) {
         if (!first) {
-            members += member_separator;
+            document += member_separator;
         }
-        members += piece;
+        document += piece;
         first = false;
     }
-
-    joined_manifest m;
-    m.without_texts = members;
-    m.without_texts += document_close;
-
-    m.full = std::move(members);
-    m.full += member_separator;
-    m.full += text_open;
-    first = true;
-    for (const auto language : languages) {
-        if (!first) {
-            m.full += member_separator;
+    if (with_texts) {
+        // "Text" is the last member, so both documents share everything before it; leaving it out then
+        // touches only the separator in front of it and nothing else.
+        document += member_separator;
+        document += text_open;
+        first = true;
+        for (const auto language : languages) {
+            if (!first) {
+                document += member_separator;
+            }
+            document += language();
+            first = false;
         }
-        m.full += language();
-        first = false;
+        document += text_close;
     }
-    m.full += text_close;
-    m.full += document_close;
-    return m;
-}
-
-const joined_manifest& joined() {
-    static const joined_manifest m = join();
-    return m;
+    document += document_close;
+    return document;
 }
 
 } // namespace
 
 std::string_view manifest_json() {
-    return joined().full;
+    static const std::string full = join(true);
+    return full;
 }
 
 std::string_view manifest_json_without_texts() {
-    return joined().without_texts;
+    static const std::string without_texts = join(false);
+    return without_texts;
 }
 
 } // namespace vantrel::kelvane::dns

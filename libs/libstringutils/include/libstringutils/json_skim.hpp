@@ -6,7 +6,6 @@
 // give up (nullopt / false) rather than guess.
 
 #include <cstddef>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,10 +25,45 @@ std::optional<std::size_t> skip_value(std::string_view json, std::size_t i) noex
 // Calls `member(key, value_begin, value_end)` for each member of the object
 // that starts at json[i] == '{', in order; `key` is the raw text between the
 // quotes. Stops early when `member` returns false. False when the text is not
-// an object as far as the walk could tell.
-bool for_each_member(
-    std::string_view json, std::size_t i,
-    const std::function<bool(std::string_view key, std::size_t value_begin, std::size_t value_end)>& member);
+// an object as far as the walk could tell. (A template: it runs once per entry
+// of a catalogue, where a std::function would cost more than the walk.)
+template <class F> bool for_each_member(std::string_view json, std::size_t i, F&& member) {
+    if (i >= json.size() || json[i] != '{') {
+        return false;
+    }
+    i = skip_space(json, i + 1);
+    if (i < json.size() && json[i] == '}') {
+        return true;
+    }
+    while (i < json.size() && json[i] == '"') {
+        const auto key_end = skip_string(json, i);
+        if (!key_end) {
+            return false;
+        }
+        const std::string_view key = json.substr(i + 1, *key_end - i - 2);
+        i = skip_space(json, *key_end);
+        if (i >= json.size() || json[i] != ':') {
+            return false;
+        }
+        const std::size_t value_begin = skip_space(json, i + 1);
+        const auto value_end = skip_value(json, value_begin);
+        if (!value_end || *value_end == value_begin) { // a member has a value
+            return false;
+        }
+        if (!member(key, value_begin, *value_end)) {
+            return true;
+        }
+        i = skip_space(json, *value_end);
+        if (i < json.size() && json[i] == '}') {
+            return true;
+        }
+        if (i >= json.size() || json[i] != ',') {
+            return false;
+        }
+        i = skip_space(json, i + 1);
+    }
+    return false;
+}
 
 // The JSON text without the member `key` of its top-level object (and the
 // comma that joined it); every other byte stays as it was. The text is
