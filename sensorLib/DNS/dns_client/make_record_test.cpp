@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 
 #include <memory>
+#include <string>
 
 namespace vantrel::kelvane::dns {
 namespace {
@@ -48,6 +49,16 @@ TEST(MakeRecord, AddressesBecomeText) {
     EXPECT_EQ(a_record->ttl, 120u);
     EXPECT_EQ(a_record->type, 1u);
     EXPECT_EQ(a_record->dns_class, 1u);
+
+    // The dotted quad is written by hand: it must read as inet_ntop's for every octet value.
+    for (unsigned octet = 0; octet < 256; ++octet) {
+        const std::string text = "0." + std::to_string(octet) + ".10." + std::to_string(255 - octet);
+        inet_pton(AF_INET, text.c_str(), &v4);
+        ares_dns_rr_set_addr(a, ARES_RR_A_ADDR, &v4);
+        char expected[INET_ADDRSTRLEN];
+        ASSERT_NE(inet_ntop(AF_INET, &v4, expected, sizeof expected), nullptr);
+        EXPECT_EQ(made_as<dns_a_record>(a)->value(), expected);
+    }
 
     ares_dns_rr_t* aaaa = builder.add(ARES_REC_TYPE_AAAA);
     ares_in6_addr v6{};
