@@ -26,13 +26,13 @@
 // port 53), which needs the right to bind port 53.
 
 #include "bare_cares_pattern.hpp"
+#include "server_child.hpp"
 #include "process_usage.hpp"
 
 #include <host_session.hpp>
 #include <http_endpoints.hpp>
 #include <probe_request.hpp>
 #include <probe_service.hpp>
-#include <test_support/fake_dns_server.hpp>
 
 #include <ares.h>
 #include <httplib.h>
@@ -55,9 +55,6 @@ namespace {
 using namespace std::chrono_literals;
 namespace bench = vantrel::kelvane::bench;
 namespace service = vantrel::kelvane::probe::service;
-using vantrel::kelvane::test_support::dns_action;
-using vantrel::kelvane::test_support::dns_request;
-using vantrel::kelvane::test_support::fake_dns_server;
 
 constexpr const char* device = "127.96.0.1";
 
@@ -77,46 +74,6 @@ struct outcome {
     double cpu = 0;      // of the client process
     double switches = 0; // context switches of the client process
 };
-
-// The servers in a child process: 127.96.0.1:53 for the probes and an
-// ephemeral port on 127.0.0.1 for the bare pattern, whose number it reports.
-pid_t start_servers(std::uint16_t& bare_port, int& stop_fd) {
-    int ready[2];
-    int done[2];
-    if (pipe(ready) != 0 || pipe(done) != 0) {
-        return -1;
-    }
-    const pid_t pid = fork();
-    if (pid == 0) {
-        close(ready[0]);
-        close(done[1]);
-        std::uint16_t port = 0;
-        try {
-            const auto answer = [](const dns_request& r) {
-                return r.type == ARES_REC_TYPE_A ? dns_action::answer().a(r.name, "192.0.2.1") : dns_action::answer();
-            };
-            fake_dns_server probed(fake_dns_server::options{device, 53});
-            fake_dns_server bare;
-            probed.on_request(answer);
-            bare.on_request(answer);
-            port = bare.port();
-            (void)!write(ready[1], &port, sizeof port);
-            char c;
-            (void)!read(done[0], &c, 1); // until the parent ends
-        } catch (const std::exception& e) {
-            std::cerr << "probe_bench: server: " << e.what() << '\n';
-            (void)!write(ready[1], &port, sizeof port);
-        }
-        _exit(0);
-    }
-    close(ready[1]);
-    close(done[0]);
-    stop_fd = done[1];
-    if (read(ready[0], &bare_port, sizeof bare_port) != sizeof bare_port || bare_port == 0) {
-        return -1;
-    }
-    return pid;
-}
 
 // Runs `clients` threads, each calling its own `one` until `seconds` have passed.
 template <typename F> outcome closed_loop(int clients, double seconds, F make_client) {
@@ -293,10 +250,9 @@ int main(int argc, char** argv) {
             return 2;
         }
     }
-    std::uint16_t bare_port = 0;
-    int stop_servers = -1;
-    const pid_t servers = start_servers(bare_port, stop_servers);
-    if (servers <= 0) {
+    bench::server_child servers(device, "probe_bench");
+    const std::uint16_t bare_port = servers.bare_port();
+    if (!servers.running()) {
         std::cerr << "probe_bench: the servers did not start (binding " << device << ":53 needs the right to)\n";
         return 1;
     }
@@ -354,8 +310,7 @@ int main(int argc, char** argv) {
         http.stop();
         probes.stop();
     }
-    close(stop_servers);
-    waitpid(servers, nullptr, 0);
+    servers.stop();
     ares_library_cleanup();
     return 0;
 }

@@ -19,12 +19,12 @@
 // dns_v2 asks, so this needs the right to bind port 53.
 
 #include "bare_cares_pattern.hpp"
+#include "server_child.hpp"
 #include "paced_pool.hpp"
 #include "process_usage.hpp"
 
 #include <host_session.hpp>
 #include <probe_service.hpp>
-#include <test_support/fake_dns_server.hpp>
 
 #include <ares.h>
 
@@ -51,9 +51,6 @@ using namespace std::chrono_literals;
 namespace bench = vantrel::kelvane::bench;
 namespace probe = vantrel::kelvane::probe;
 namespace service = vantrel::kelvane::probe::service;
-using vantrel::kelvane::test_support::dns_action;
-using vantrel::kelvane::test_support::dns_request;
-using vantrel::kelvane::test_support::fake_dns_server;
 
 constexpr const char* device = "127.95.0.1";
 
@@ -63,45 +60,6 @@ struct settings {
     int workers = 64;
     long long soak = 0;
 };
-
-// The server in a child process: 127.95.0.1:53 for the sensors, and an
-// ephemeral port on 127.0.0.1 for the bare pattern, whose number it reports.
-pid_t start_server(std::uint16_t& bare_port) {
-    int ready[2];
-    int done[2];
-    if (pipe(ready) != 0 || pipe(done) != 0) {
-        return -1;
-    }
-    const pid_t pid = fork();
-    if (pid == 0) {
-        close(ready[0]);
-        close(done[1]);
-        std::uint16_t port = 0;
-        try {
-            const auto answer = [](const dns_request& r) {
-                return r.type == ARES_REC_TYPE_A ? dns_action::answer().a(r.name, "192.0.2.1") : dns_action::answer();
-            };
-            fake_dns_server sensors(fake_dns_server::options{device, 53});
-            fake_dns_server bare;
-            sensors.on_request(answer);
-            bare.on_request(answer);
-            port = bare.port();
-            (void)!write(ready[1], &port, sizeof port);
-            char c;
-            (void)!read(done[0], &c, 1); // until the parent ends
-        } catch (const std::exception& e) {
-            std::cerr << "service_bench: server: " << e.what() << '\n';
-            (void)!write(ready[1], &port, sizeof port);
-        }
-        _exit(0);
-    }
-    close(ready[1]);
-    close(done[0]);
-    if (read(ready[0], &bare_port, sizeof bare_port) != sizeof bare_port || bare_port == 0) {
-        return -1;
-    }
-    return pid;
-}
 
 std::string config_text(const settings& s) {
     std::ostringstream out;
@@ -296,9 +254,9 @@ void stop_timed(service::probe_service& probe, int sensors) {
 }
 
 int run(const settings& s) {
-    std::uint16_t bare_port = 0;
-    const pid_t server = start_server(bare_port);
-    if (server <= 0) {
+    bench::server_child server(device, "service_bench");
+    const std::uint16_t bare_port = server.bare_port();
+    if (!server.running()) {
         std::cerr << "service_bench: the server did not start (binding " << device << ":53 needs the right to)\n";
         return 1;
     }
@@ -425,8 +383,7 @@ int run(const settings& s) {
             code = ready ? 0 : 1;
         }
     }
-    kill(server, SIGTERM);
-    waitpid(server, nullptr, 0);
+    server.stop();
     const std::string errors = log_text.str();
     if (!errors.empty()) {
         std::cerr << errors.substr(0, 2000);
