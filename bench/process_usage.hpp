@@ -8,6 +8,7 @@
 #include <fstream>
 #include <string>
 
+#include <malloc.h>
 #include <sys/resource.h>
 
 namespace vantrel::kelvane::bench {
@@ -41,6 +42,14 @@ inline double rss_kib() {
         }
     }
     return 0;
+}
+
+// What the process's allocations hold at the moment (all arenas and large
+// blocks), in KiB: set beside the RSS, it tells growing data from an
+// allocator that keeps pages it no longer needs.
+inline double heap_in_use_kib() {
+    const auto info = mallinfo2();
+    return static_cast<double>(info.uordblks + info.hblkhd) / 1024.0;
 }
 
 // "1.23 0.98 0.71": the 1, 5 and 15 minute load averages.

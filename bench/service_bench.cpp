@@ -19,9 +19,9 @@
 // dns_v2 asks, so this needs the right to bind port 53.
 
 #include "bare_cares_pattern.hpp"
-#include "server_child.hpp"
 #include "paced_pool.hpp"
 #include "process_usage.hpp"
+#include "server_child.hpp"
 
 #include <host_session.hpp>
 #include <probe_service.hpp>
@@ -292,6 +292,7 @@ int run(const settings& s) {
         if (s.soak > 0) {
             const long long warm_up = std::min<long long>(s.soak / 10, 100000);
             double rss_warm = 0;
+            double heap_warm = 0;
             long long done_warm = 0;
             bench::process_usage usage_warm;
             long long next_report = warm_up + s.soak / 10;
@@ -303,14 +304,18 @@ int run(const settings& s) {
                     rss_warm = bench::rss_kib();
                     done_warm = done;
                     usage_warm = bench::process_usage::now();
-                    std::printf("soak: RSS after %lld scans (warm-up, %.0f s): %.0f KiB\n", done, seconds_since(begin),
-                                rss_warm);
+                    heap_warm = bench::heap_in_use_kib();
+                    std::printf("soak: RSS after %lld scans (warm-up, %.0f s): %.0f KiB, heap in use %.0f KiB\n", done,
+                                seconds_since(begin), rss_warm, heap_warm);
                     std::fflush(stdout);
                 } else if (rss_warm != 0 && done < s.soak && done >= next_report) {
                     // The course in between: growth that levels off is the
                     // allocator's, growth that goes on is a leak.
-                    std::printf("soak: RSS after %lld scans: %.0f KiB (%+.2f %%)\n", done, bench::rss_kib(),
-                                100.0 * (bench::rss_kib() - rss_warm) / rss_warm);
+                    const double rss = bench::rss_kib();
+                    const double heap = bench::heap_in_use_kib();
+                    std::printf("soak: RSS after %lld scans: %.0f KiB (%+.2f %%), heap in use %.0f KiB (%+.2f %%)\n",
+                                done, rss, 100.0 * (rss - rss_warm) / rss_warm, heap,
+                                100.0 * (heap - heap_warm) / heap_warm);
                     std::fflush(stdout);
                 }
                 while (next_report <= done) {
@@ -319,9 +324,12 @@ int run(const settings& s) {
                 if (done >= s.soak) {
                     const double rss_end = bench::rss_kib();
                     const auto used = bench::process_usage::now() - usage_warm;
+                    const double heap_end = bench::heap_in_use_kib();
                     std::printf(
-                        "soak: RSS after %lld scans (end, %.0f s): %.0f KiB, change %+.2f %% (goal: within 5 %%)\n",
-                        done, seconds_since(begin), rss_end, 100.0 * (rss_end - rss_warm) / rss_warm);
+                        "soak: RSS after %lld scans (end, %.0f s): %.0f KiB, change %+.2f %% (goal: within 5 %%); "
+                        "heap in use %.0f KiB (%+.2f %%)\n",
+                        done, seconds_since(begin), rss_end, 100.0 * (rss_end - rss_warm) / rss_warm, heap_end,
+                        100.0 * (heap_end - heap_warm) / heap_warm);
                     std::printf("soak: after warm-up %.1f us CPU and %.1f switches per scan; RSS %.2f KiB per sensor\n",
                                 used.cpu_seconds * 1e6 / static_cast<double>(done - done_warm),
                                 static_cast<double>(used.switches) / static_cast<double>(done - done_warm),

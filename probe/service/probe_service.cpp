@@ -1,6 +1,7 @@
 #include "probe_service.hpp"
 
 #include "channel_limits.hpp"
+#include "memory_upkeep.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -50,6 +51,8 @@ std::map<std::string, std::string> info_labels(const sensor_config& config) {
 
 // Targets whose passed checks /probe remembers at most (a few MB of settings).
 constexpr std::size_t passed_checks_capacity = 10000;
+// How often the allocator hands free pages back while the service runs.
+constexpr duration memory_upkeep_interval = std::chrono::seconds(60);
 
 double epoch_seconds() {
     return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
@@ -114,6 +117,8 @@ void probe_service::start(const service_config& config) {
     for (const auto& sensor : config.sensors) {
         add_sensor(sensor);
     }
+    // Not a sensor: '#' is never part of a sensor's name.
+    scheduler_->add("#memory", memory_upkeep_interval, clock_.now() + memory_upkeep_interval, release_free_memory);
     scheduler_->start();
     log_.write(log_level::info, "started",
                {{"sensors", std::to_string(config.sensors.size())}, {"workers", std::to_string(config.workers)}});
@@ -122,6 +127,7 @@ void probe_service::start(const service_config& config) {
 void probe_service::add_sensor(const sensor_config& config) {
     auto s = std::make_shared<sensor_runtime>();
     s->config = config;
+    s->response_times.reserve(sensor_runtime::history_capacity);
     s->series = metrics_.add_sensor(config.name, config.kind, config.labels, info_labels(config));
     if (!options_.sensor_log_dir.empty() && setting(config, "logging") == "enabled") {
         s->log_file = std::make_unique<std::ofstream>(
@@ -480,10 +486,12 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
         sensor->reason = reason;
         set_status(*sensor, sensor_status::error);
     }
-    sensor->response_times.push_back(response_time);
-    if (sensor->response_times.size() > sensor_runtime::history_capacity) {
-        sensor->response_times.pop_front();
+    // Room for the whole history was made with the sensor: no allocation per scan.
+    auto& times = sensor->response_times;
+    if (times.size() == sensor_runtime::history_capacity) {
+        times.erase(times.begin());
     }
+    times.push_back(response_time);
     if (!error_key.empty()) {
         log_.write(log_level::warning, "scan_error",
                    {{"sensor", sensor->config.name}, {"error", error_key}, {"reason", reason}});

@@ -52,7 +52,7 @@ struct sensor_runtime {
     // oldest first, and when the last scan and the last answer change ended
     // (seconds since the epoch, 0 for never).
     static constexpr std::size_t history_capacity = 60;
-    std::deque<double> response_times;
+    std::vector<double> response_times;
     double last_scan_time = 0;
     double last_change_time = 0;
     answer_tracker answers; // dns_v2 only
