@@ -12,7 +12,11 @@
 // pattern in a loop on one thread is shown too: it is cheaper than any paced
 // run, because its caches stay warm and no thread waits for a due time.
 //
-//   service_bench [--sensors 1000] [--interval 60] [--workers 64] [--soak 1000000]
+// The window is cut into slices (12 unless --slices says otherwise), and the
+// three are compared slice by slice as well: the median of the slices' ratios
+// is the figure that the target is held against.
+//
+//   service_bench [--sensors 1000] [--interval 60] [--workers 64] [--slices 12] [--soak 1000000]
 //
 // The DNS server runs in a child process, so that its CPU time is not counted
 // as the service's. It binds port 53 of 127.95.0.1, which the precondition of
@@ -59,6 +63,7 @@ struct settings {
     int interval = 60;
     int workers = 64;
     long long soak = 0;
+    int slices = 12;
 };
 
 std::string config_text(const settings& s) {
@@ -75,7 +80,9 @@ struct lag_recorder {
     std::mutex mutex;
     std::vector<double> seconds;
     bool on = false;
+    std::atomic<long> started{0};
     void add(service::duration lag) {
+        started.fetch_add(1, std::memory_order_relaxed);
         std::lock_guard lock(mutex);
         if (on) {
             seconds.push_back(std::chrono::duration<double>(lag).count());
@@ -119,6 +126,49 @@ cost per_scan(const bench::process_usage& used, long scans, long failed = 0) {
     return {used.cpu_seconds / n, static_cast<double>(used.switches) / n, scans, failed};
 }
 
+// The measured window is cut into slices, and every process samples its CPU
+// time and the scans it started at the same instants (steady_clock is the
+// machine's, the same in every process), so that the service and the ways of
+// scanning without it are compared slice by slice: a burst of someone else's
+// work on the shared machine falls into the same slice of each, and the
+// median of the slices' ratios leaves the slices it spoiled out.
+constexpr int max_slices = 60;
+
+struct slice_marks {
+    int count = 0; // slices; count + 1 marks
+    double cpu[max_slices + 1] = {};
+    long scans[max_slices + 1] = {};
+
+    void mark(int k, const bench::process_usage& usage, long started) {
+        cpu[k] = usage.cpu_seconds;
+        scans[k] = started;
+    }
+    // CPU seconds per scan in slice k.
+    double per_scan(int k) const {
+        const long n = scans[k + 1] - scans[k];
+        return n > 0 ? (cpu[k + 1] - cpu[k]) / static_cast<double>(n) : 0;
+    }
+};
+
+std::chrono::steady_clock::time_point slice_mark_time(std::chrono::steady_clock::time_point begin, double window,
+                                                      int slices, int k) {
+    return begin + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                       std::chrono::duration<double>(window * k / slices));
+}
+
+// Samples the process at every mark of the window that begins at `begin`.
+template <class Started>
+void sample_slices(std::chrono::steady_clock::time_point begin, double window, slice_marks& marks, Started started) {
+    for (int k = 0; k <= marks.count; ++k) {
+        std::this_thread::sleep_until(slice_mark_time(begin, window, marks.count, k));
+        marks.mark(k, bench::process_usage::now(), started());
+    }
+}
+
+double median_of(std::vector<double> v) {
+    return v.empty() ? 0 : percentile(v, 0.5);
+}
+
 // A way of scanning without the service, in a child process of its own that
 // runs at the same time as the service's measured window, so that both pay
 // the same machine's noise. `prepare` runs in the child before the window
@@ -127,7 +177,8 @@ class paced_child {
 public:
     using scan = std::function<bool(long)>;
 
-    paced_child(const char* what, std::function<scan()> prepare, double rate, long count, int workers) : what_(what) {
+    paced_child(const char* what, std::function<scan()> prepare, double rate, long count, int workers, int slices)
+        : what_(what) {
         int go[2];
         int report[2];
         if (pipe(go) != 0 || pipe(report) != 0) {
@@ -138,24 +189,36 @@ public:
             close(go[1]);
             close(report[0]);
             cost c;
+            slice_marks marks;
+            marks.count = slices;
             try {
                 const auto job = prepare();
                 char ready = 1;
                 (void)!write(report[1], &ready, 1);
-                if (read(go[0], &ready, 1) == 1) {
+                std::chrono::steady_clock::rep begin_ticks = 0;
+                if (read(go[0], &begin_ticks, sizeof begin_ticks) == sizeof begin_ticks) {
+                    const std::chrono::steady_clock::time_point begin{std::chrono::steady_clock::duration(begin_ticks)};
                     std::atomic<long> failed{0};
+                    std::atomic<long> started{0};
+                    std::thread sampler([&] {
+                        sample_slices(begin, static_cast<double>(count) / rate, marks,
+                                      [&] { return started.load(std::memory_order_relaxed); });
+                    });
                     const auto before = bench::process_usage::now();
                     bench::run_paced(rate, count, workers, [&](long k) {
+                        started.fetch_add(1, std::memory_order_relaxed);
                         if (!job(k)) {
                             ++failed;
                         }
                     });
                     c = per_scan(bench::process_usage::now() - before, count, failed);
+                    sampler.join();
                 }
             } catch (const std::exception& e) {
                 std::cerr << "service_bench: " << what << ": " << e.what() << '\n';
             }
             (void)!write(report[1], &c, sizeof c);
+            (void)!write(report[1], &marks, sizeof marks);
             _exit(0);
         }
         close(go[0]);
@@ -164,25 +227,30 @@ public:
         report_ = report[0];
     }
 
-    // Waits until the child is ready, then starts its window.
-    void go() {
+    // Waits until the child is ready; then starts its window, which begins
+    // at `begin` for the slices.
+    void go(std::chrono::steady_clock::time_point begin) {
         char ready = 0;
         if (read(report_, &ready, 1) == 1) {
-            (void)!write(go_, &ready, 1);
+            const auto ticks = begin.time_since_epoch().count();
+            (void)!write(go_, &ticks, sizeof ticks);
         }
     }
 
     // Waits for the child's figures.
     cost result() {
-        cost c;
-        if (read(report_, &c, sizeof c) != sizeof c) {
-            c = {};
+        if (read(report_, &cost_, sizeof cost_) != sizeof cost_ ||
+            read(report_, &marks_, sizeof marks_) != sizeof marks_) {
+            cost_ = {};
+            marks_ = {};
         }
         close(report_);
         close(go_);
         waitpid(pid_, nullptr, 0);
-        return c;
+        return cost_;
     }
+    // The child's slices, once result() has returned.
+    const slice_marks& marks() const { return marks_; }
 
     const char* what() const { return what_; }
 
@@ -191,6 +259,8 @@ private:
     pid_t pid_ = -1;
     int go_ = -1;
     int report_ = -1;
+    cost cost_;
+    slice_marks marks_;
 };
 
 // The module's scans through its exports, with the sensors of the service's
@@ -243,6 +313,36 @@ void print_cost(const char* what, const cost& c, double service_cpu) {
     std::printf("\n");
 }
 
+// The ratios of CPU per scan slice by slice, their medians and spread.
+void print_slices(const slice_marks& service, const slice_marks& module, const slice_marks& bare, int interval) {
+    std::vector<double> service_bare;
+    std::vector<double> module_bare;
+    std::vector<double> service_module;
+    for (int k = 0; k < service.count; ++k) {
+        const double sv = service.per_scan(k);
+        const double md = module.per_scan(k);
+        const double br = bare.per_scan(k);
+        if (sv > 0 && md > 0 && br > 0) {
+            service_bare.push_back(sv / br);
+            module_bare.push_back(md / br);
+            service_module.push_back(sv / md);
+        }
+    }
+    if (service_bare.empty()) {
+        std::printf("  no slice has scans of all three\n");
+        return;
+    }
+    const auto line = [](const char* what, const std::vector<double>& v) {
+        std::printf("    %-20s median %.3f (slices %.3f to %.3f)\n", what, median_of(v),
+                    *std::min_element(v.begin(), v.end()), *std::max_element(v.begin(), v.end()));
+    };
+    std::printf("  CPU per scan, ratios in %zu slices of %.1f s each, all three sampled at the same instants:\n",
+                service_bare.size(), static_cast<double>(interval) / service.count);
+    line("service / bare", service_bare);
+    line("module / bare", module_bare);
+    line("service / module", service_module);
+}
+
 // Stops the service and tells how long that took (every sensor is destroyed
 // and its series removed).
 void stop_timed(service::probe_service& probe, int sensors) {
@@ -270,9 +370,11 @@ int run(const settings& s) {
     std::vector<std::unique_ptr<paced_child>> baselines;
     if (s.soak == 0) {
         baselines.push_back(std::make_unique<paced_child>(
-            "module through its exports, same pace", [&] { return module_scans(s); }, rate, count, s.workers));
+            "module through its exports, same pace", [&] { return module_scans(s); }, rate, count, s.workers,
+            s.slices));
         baselines.push_back(std::make_unique<paced_child>(
-            "bare c-ares pattern, same pace", [&] { return bare_queries(bare_port); }, rate, count, s.workers));
+            "bare c-ares pattern, same pace", [&] { return bare_queries(bare_port); }, rate, count, s.workers,
+            s.slices));
     }
     std::ostringstream log_text;
     service::service_log log(log_text, "text", "error");
@@ -343,9 +445,6 @@ int run(const settings& s) {
             // then one interval measured.
             std::this_thread::sleep_for(interval + 2s);
             const double rss_steady = bench::rss_kib();
-            for (auto& b : baselines) {
-                b->go();
-            }
             const auto scans_before = scans(probe, s.sensors);
             const auto usage_before = bench::process_usage::now();
             {
@@ -353,7 +452,13 @@ int run(const settings& s) {
                 lags.on = true;
             }
             const auto window_begin = std::chrono::steady_clock::now();
-            std::this_thread::sleep_for(interval);
+            for (auto& b : baselines) {
+                b->go(window_begin);
+            }
+            slice_marks marks;
+            marks.count = s.slices;
+            sample_slices(window_begin, s.interval, marks,
+                          [&] { return lags.started.load(std::memory_order_relaxed); });
             const double window = seconds_since(window_begin);
             const auto used = bench::process_usage::now() - usage_before;
             const auto done = scans(probe, s.sensors) - scans_before;
@@ -384,7 +489,11 @@ int run(const settings& s) {
                 print_cost(b->what(), b->result(), service_cost.cpu);
             }
             print_cost("bare c-ares pattern, one thread in a loop", bare_in_a_loop(bare_port), service_cost.cpu);
-            std::printf("  target: service / bare at the same pace <= 1.10; load average at the end %s\n",
+            if (baselines.size() == 2) {
+                print_slices(marks, baselines[0]->marks(), baselines[1]->marks(), s.interval);
+            }
+            std::printf("  target: service / bare at the same pace <= 1.10 (median of the slices); load average at the "
+                        "end %s\n",
                         bench::load_average().c_str());
             std::fflush(stdout);
             stop_timed(probe, s.sensors);
@@ -414,13 +523,17 @@ int main(int argc, char** argv) {
             s.workers = static_cast<int>(value);
         } else if (flag == "--soak") {
             s.soak = value;
+        } else if (flag == "--slices") {
+            s.slices = static_cast<int>(value);
         } else {
-            std::cerr << "usage: service_bench [--sensors N] [--interval S] [--workers N] [--soak SCANS]\n";
+            std::cerr
+                << "usage: service_bench [--sensors N] [--interval S] [--workers N] [--slices N] [--soak SCANS]\n";
             return 2;
         }
     }
-    if (s.sensors <= 0 || s.interval <= 0 || s.workers <= 0) {
-        std::cerr << "service_bench: sensors, interval and workers must be positive\n";
+    if (s.sensors <= 0 || s.interval <= 0 || s.workers <= 0 || s.slices <= 0 || s.slices > max_slices) {
+        std::cerr << "service_bench: sensors, interval and workers must be positive, slices 1 to " << max_slices
+                  << "\n";
         return 2;
     }
     return run(s);
