@@ -18,9 +18,10 @@
 // bare pattern), and the service (this process). CPU per request is the service process's; CPU
 // per query is the querying process's; the clients' own CPU per request is
 // shown beside. The machine is shared: the load average is printed with every
-// figure.
+// figure, and the rows take turns for several rounds, each round's /probe rate
+// divided by the bare rate of the same round; the median of those is the result.
 //
-//   probe_bench [--seconds 5] [--clients 1,64]
+//   probe_bench [--seconds 5] [--rounds 3] [--clients 1,64] [--only same,new,http,probe,module,bare]
 //
 // The probes' server binds 127.96.0.1:53 (the precondition of dns_v2 asks
 // port 53), which needs the right to bind port 53.
@@ -58,7 +59,7 @@ namespace service = vantrel::kelvane::probe::service;
 
 constexpr const char* device = "127.96.0.1";
 
-enum class load { same_target, new_domain, module, bare };
+enum class load { same_target, new_domain, healthy, module, bare };
 
 struct command {
     load what = load::bare;
@@ -150,6 +151,10 @@ outcome run_load(const command& c) {
         client->set_tcp_nodelay(true);
         client->set_read_timeout(10s);
         return [client, &c, &serial] {
+            if (c.what == load::healthy) {
+                const auto res = client->Get("/-/healthy");
+                return res && res->status == 200;
+            }
             const std::string domain =
                 c.what == load::same_target ? "www.bench.test" : "q" + std::to_string(serial++) + ".bench.test";
             const auto res = client->Get("/probe?kind=dns_v2&target=" + std::string(device) + "&domain=" + domain);
@@ -231,25 +236,68 @@ bench::process_usage own(const outcome& o) {
     return u;
 }
 
+// The rows, in the order each round runs them.
+struct row {
+    const char* option;
+    const char* label;
+};
+constexpr row rows[] = {
+    {"same", "/probe, same target (check remembered)"},
+    {"new", "/probe, new domain each time (check runs)"},
+    {"http", "HTTP alone: /-/healthy"},
+    {"probe", "service's probe() without HTTP"},
+    {"module", "module: sensor made, scanned, destroyed"},
+    {"bare", "bare c-ares pattern"},
+};
+
+constexpr std::size_t bare_row = std::size(rows) - 1;
+
+double median(std::vector<double> values) {
+    if (values.empty()) {
+        return 0;
+    }
+    std::sort(values.begin(), values.end());
+    const auto middle = values.size() / 2;
+    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+std::vector<std::string> split(const char* list) {
+    std::vector<std::string> items;
+    std::stringstream in(list);
+    for (std::string item; std::getline(in, item, ',');) {
+        items.push_back(item);
+    }
+    return items;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     double seconds = 5;
+    int rounds = 3;
     std::vector<int> concurrency = {1, 64};
+    std::vector<std::string> only;
     for (int i = 1; i + 1 < argc; i += 2) {
         if (std::strcmp(argv[i], "--seconds") == 0) {
             seconds = std::stod(argv[i + 1]);
+        } else if (std::strcmp(argv[i], "--rounds") == 0) {
+            rounds = std::max(1, std::stoi(argv[i + 1]));
         } else if (std::strcmp(argv[i], "--clients") == 0) {
             concurrency.clear();
-            std::stringstream list(argv[i + 1]);
-            for (std::string n; std::getline(list, n, ',');) {
+            for (const auto& n : split(argv[i + 1])) {
                 concurrency.push_back(std::stoi(n));
             }
+        } else if (std::strcmp(argv[i], "--only") == 0) {
+            only = split(argv[i + 1]);
         } else {
-            std::cerr << "usage: probe_bench [--seconds S] [--clients N,N...]\n";
+            std::cerr << "usage: probe_bench [--seconds S] [--rounds R] [--clients N,N...]"
+                         " [--only same,new,http,probe,module,bare]\n";
             return 2;
         }
     }
+    const auto selected = [&](const row& r) {
+        return only.empty() || std::find(only.begin(), only.end(), r.option) != only.end();
+    };
     bench::server_child servers(device, "probe_bench");
     const std::uint16_t bare_port = servers.bare_port();
     if (!servers.running()) {
@@ -281,31 +329,52 @@ int main(int argc, char** argv) {
         std::printf("%-8s %-42s %9s %11s %6s %11s\n", "clients", "", "rate", "CPU/op", "cs/op", "client CPU");
         std::printf("%-8s %-42s %9s %11s %6s %11s\n", "", "", "", "(serving process)", "", "/op");
         for (const int n : concurrency) {
-            double rates[2] = {0, 0};
-            for (const auto what : {load::same_target, load::new_domain}) {
-                const auto before = bench::process_usage::now();
-                const auto o = clients.run({what, n, seconds, port});
-                print_row(n,
-                          what == load::same_target ? "/probe, same target (check remembered)"
-                                                    : "/probe, new domain each time (check runs)",
-                          o, bench::process_usage::now() - before);
-                rates[what == load::same_target ? 0 : 1] = static_cast<double>(o.done) / o.elapsed;
+            // The rows take turns, round after round, so that each ratio
+            // compares runs of the same few seconds of a shared machine.
+            std::vector<double> ratios[2];
+            for (int round = 0; round < rounds; ++round) {
+                double rates[std::size(rows)] = {};
+                for (std::size_t r = 0; r < std::size(rows); ++r) {
+                    if (!selected(rows[r])) {
+                        continue;
+                    }
+                    const std::string what = rows[r].option;
+                    outcome o;
+                    bench::process_usage serving;
+                    if (what == "same" || what == "new" || what == "http") {
+                        const auto before = bench::process_usage::now();
+                        o = clients.run({what == "same"  ? load::same_target
+                                         : what == "new" ? load::new_domain
+                                                         : load::healthy,
+                                         n, seconds, port});
+                        serving = bench::process_usage::now() - before;
+                    } else if (what == "probe") {
+                        // The service's part without HTTP: its probe() called
+                        // by threads of its own process.
+                        const auto before = bench::process_usage::now();
+                        o = closed_loop(n, seconds,
+                                        [&](int) { return [&] { return probes.probe(settings, false).success; }; });
+                        serving = bench::process_usage::now() - before;
+                    } else {
+                        o = clients.run({what == "module" ? load::module : load::bare, n, seconds,
+                                         what == "bare" ? bare_port : std::uint16_t{0}});
+                        serving = own(o);
+                    }
+                    print_row(n, rows[r].label, o, serving);
+                    rates[r] = static_cast<double>(o.done) / o.elapsed;
+                }
+                if (rates[bare_row] > 0 && (rates[0] > 0 || rates[1] > 0)) {
+                    ratios[0].push_back(rates[0] / rates[bare_row]);
+                    ratios[1].push_back(rates[1] / rates[bare_row]);
+                    std::printf("%-8d round %d, rate / bare: same target %.3f, new domain %.3f\n", n, round + 1,
+                                rates[0] / rates[bare_row], rates[1] / rates[bare_row]);
+                }
             }
-            {
-                // The service's part without HTTP: its probe() called by
-                // threads of its own process.
-                const auto before = bench::process_usage::now();
-                const auto o =
-                    closed_loop(n, seconds, [&](int) { return [&] { return probes.probe(settings, false).success; }; });
-                print_row(n, "service's probe() without HTTP", o, bench::process_usage::now() - before);
+            if (!ratios[0].empty()) {
+                std::printf("%-8d median rate / bare over %zu rounds: same target %.3f, new domain %.3f%s\n", n,
+                            ratios[0].size(), median(ratios[0]), median(ratios[1]),
+                            n == 64 ? " (target for the same target >= 0.90)" : "");
             }
-            const auto module = clients.run({load::module, n, seconds, 0});
-            print_row(n, "module: sensor made, scanned, destroyed", module, own(module));
-            const auto bare = clients.run({load::bare, n, seconds, bare_port});
-            print_row(n, "bare c-ares pattern", bare, own(bare));
-            const double bare_rate = static_cast<double>(bare.done) / bare.elapsed;
-            std::printf("%-8d rate / bare: same target %.3f, new domain %.3f%s\n", n, rates[0] / bare_rate,
-                        rates[1] / bare_rate, n == 64 ? " (target for the same target >= 0.90)" : "");
         }
         http.stop();
         probes.stop();
