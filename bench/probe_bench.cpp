@@ -27,8 +27,8 @@
 // port 53), which needs the right to bind port 53.
 
 #include "bare_cares_pattern.hpp"
-#include "server_child.hpp"
 #include "process_usage.hpp"
+#include "server_child.hpp"
 
 #include <host_session.hpp>
 #include <http_endpoints.hpp>

@@ -2,6 +2,7 @@
 
 #include "channel_limits.hpp"
 #include "memory_upkeep.hpp"
+#include "thread_stacks.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -77,6 +78,8 @@ const char* status_name(sensor_status status) {
 
 probe_service::probe_service(const service_options& options, service_log& log, const clock& time)
     : options_(options), log_(log), clock_(time), probe_checks_(options.probe_check_memory, passed_checks_capacity) {
+    // Before the module and the service start any thread (see thread_stacks.hpp).
+    lower_default_thread_stack();
     session_ =
         std::make_unique<host_session>(options_.module_path, [this](const log_line& line) { on_module_log(line); });
     manifest_ = std::make_unique<manifest_model>(session_->manifest(true));
