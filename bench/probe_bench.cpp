@@ -27,6 +27,7 @@
 // port 53), which needs the right to bind port 53.
 
 #include "bare_cares_pattern.hpp"
+#include "forked_child.hpp"
 #include "process_usage.hpp"
 #include "server_child.hpp"
 
@@ -48,7 +49,6 @@
 #include <thread>
 #include <vector>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -169,49 +169,25 @@ outcome run_load(const command& c) {
 // has threads; it runs one command after the other from a pipe.
 class load_process {
 public:
-    load_process() {
-        int commands[2];
-        int results[2];
-        if (pipe(commands) != 0 || pipe(results) != 0) {
-            return;
-        }
-        pid_ = fork();
-        if (pid_ == 0) {
-            close(commands[1]);
-            close(results[0]);
-            ares_library_init(ARES_LIB_INIT_ALL);
-            command c;
-            while (read(commands[0], &c, sizeof c) == sizeof c) {
-                const outcome o = run_load(c);
-                (void)!write(results[1], &o, sizeof o);
-            }
-            _exit(0);
-        }
-        close(commands[0]);
-        close(results[1]);
-        commands_ = commands[1];
-        results_ = results[0];
-    }
-    ~load_process() {
-        close(commands_);
-        close(results_);
-        if (pid_ > 0) {
-            waitpid(pid_, nullptr, 0);
-        }
-    }
+    load_process()
+        : child_([](int from_parent, int to_parent) {
+              ares_library_init(ARES_LIB_INIT_ALL);
+              command c;
+              while (bench::forked_child::get(from_parent, c)) {
+                  bench::forked_child::put(to_parent, run_load(c));
+              }
+          }) {}
 
     outcome run(const command& c) {
         outcome o;
-        if (write(commands_, &c, sizeof c) != sizeof c || read(results_, &o, sizeof o) != sizeof o) {
+        if (!child_.send(c) || !child_.receive(o)) {
             std::cerr << "probe_bench: the client process did not answer\n";
         }
         return o;
     }
 
 private:
-    pid_t pid_ = -1;
-    int commands_ = -1;
-    int results_ = -1;
+    bench::forked_child child_;
 };
 
 // One row: the rate, then CPU and context switches per operation of the

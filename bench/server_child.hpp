@@ -5,6 +5,8 @@
 // the modules' preconditions ask) and an ephemeral port on 127.0.0.1 for the
 // bare pattern. Both answer every A question with 192.0.2.1.
 
+#include "forked_child.hpp"
+
 #include <test_support/fake_dns_server.hpp>
 
 #include <ares.h>
@@ -13,77 +15,48 @@
 #include <exception>
 #include <iostream>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace vantrel::kelvane::bench {
 
 class server_child {
 public:
     // `who` names the benchmark in an error line.
-    server_child(const char* device, const char* who) {
-        using test_support::dns_action;
-        using test_support::dns_request;
-        using test_support::fake_dns_server;
-        int ready[2];
-        int done[2];
-        if (pipe(ready) != 0 || pipe(done) != 0) {
-            return;
-        }
-        pid_ = fork();
-        if (pid_ == 0) {
-            close(ready[0]);
-            close(done[1]);
-            std::uint16_t port = 0;
-            try {
-                const auto answer = [](const dns_request& r) {
-                    return r.type == ARES_REC_TYPE_A ? dns_action::answer().a(r.name, "192.0.2.1")
-                                                     : dns_action::answer();
-                };
-                fake_dns_server on_53(fake_dns_server::options{device, 53});
-                fake_dns_server bare;
-                on_53.on_request(answer);
-                bare.on_request(answer);
-                port = bare.port();
-                (void)!write(ready[1], &port, sizeof port);
-                char c;
-                (void)!read(done[0], &c, 1); // until the parent ends or stops it
-            } catch (const std::exception& e) {
-                std::cerr << who << ": server: " << e.what() << '\n';
-                (void)!write(ready[1], &port, sizeof port);
-            }
-            _exit(0);
-        }
-        close(ready[1]);
-        close(done[0]);
-        stop_fd_ = done[1];
-        if (pid_ < 0 || read(ready[0], &bare_port_, sizeof bare_port_) != sizeof bare_port_) {
+    server_child(const char* device, const char* who)
+        : child_([device, who](int from_parent, int to_parent) {
+              using test_support::dns_action;
+              using test_support::dns_request;
+              using test_support::fake_dns_server;
+              std::uint16_t port = 0;
+              try {
+                  const auto answer = [](const dns_request& r) {
+                      return r.type == ARES_REC_TYPE_A ? dns_action::answer().a(r.name, "192.0.2.1")
+                                                       : dns_action::answer();
+                  };
+                  fake_dns_server on_53(fake_dns_server::options{device, 53});
+                  fake_dns_server bare;
+                  on_53.on_request(answer);
+                  bare.on_request(answer);
+                  port = bare.port();
+                  forked_child::put(to_parent, port);
+                  char c;
+                  forked_child::get(from_parent, c); // until the parent ends or stops it
+              } catch (const std::exception& e) {
+                  std::cerr << who << ": server: " << e.what() << '\n';
+                  forked_child::put(to_parent, port);
+              }
+          }) {
+        if (!child_.receive(bare_port_)) {
             bare_port_ = 0;
         }
-        close(ready[0]);
     }
-    ~server_child() { stop(); }
-    server_child(const server_child&) = delete;
-    server_child& operator=(const server_child&) = delete;
 
     // Whether both servers run.
-    bool running() const { return pid_ > 0 && bare_port_ != 0; }
+    bool running() const { return child_.started() && bare_port_ != 0; }
     std::uint16_t bare_port() const { return bare_port_; }
 
-    void stop() {
-        if (stop_fd_ >= 0) {
-            close(stop_fd_);
-            stop_fd_ = -1;
-        }
-        if (pid_ > 0) {
-            waitpid(pid_, nullptr, 0);
-            pid_ = -1;
-        }
-    }
+    void stop() { child_.finish(); }
 
 private:
-    pid_t pid_ = -1;
-    int stop_fd_ = -1;
+    forked_child child_;
     std::uint16_t bare_port_ = 0;
 };
 

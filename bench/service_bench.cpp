@@ -23,6 +23,7 @@
 // dns_v2 asks, so this needs the right to bind port 53.
 
 #include "bare_cares_pattern.hpp"
+#include "forked_child.hpp"
 #include "paced_pool.hpp"
 #include "process_usage.hpp"
 #include "server_child.hpp"
@@ -46,7 +47,6 @@
 #include <thread>
 #include <vector>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -178,75 +178,56 @@ public:
     using scan = std::function<bool(long)>;
 
     paced_child(const char* what, std::function<scan()> prepare, double rate, long count, int workers, int slices)
-        : what_(what) {
-        int go[2];
-        int report[2];
-        if (pipe(go) != 0 || pipe(report) != 0) {
-            return;
-        }
-        pid_ = fork();
-        if (pid_ == 0) {
-            close(go[1]);
-            close(report[0]);
-            cost c;
-            slice_marks marks;
-            marks.count = slices;
-            try {
-                const auto job = prepare();
-                char ready = 1;
-                (void)!write(report[1], &ready, 1);
-                std::chrono::steady_clock::rep begin_ticks = 0;
-                if (read(go[0], &begin_ticks, sizeof begin_ticks) == sizeof begin_ticks) {
-                    const std::chrono::steady_clock::time_point begin{std::chrono::steady_clock::duration(begin_ticks)};
-                    std::atomic<long> failed{0};
-                    std::atomic<long> started{0};
-                    std::thread sampler([&] {
-                        sample_slices(begin, static_cast<double>(count) / rate, marks,
-                                      [&] { return started.load(std::memory_order_relaxed); });
-                    });
-                    const auto before = bench::process_usage::now();
-                    bench::run_paced(rate, count, workers, [&](long k) {
-                        started.fetch_add(1, std::memory_order_relaxed);
-                        if (!job(k)) {
-                            ++failed;
-                        }
-                    });
-                    c = per_scan(bench::process_usage::now() - before, count, failed);
-                    sampler.join();
-                }
-            } catch (const std::exception& e) {
-                std::cerr << "service_bench: " << what << ": " << e.what() << '\n';
-            }
-            (void)!write(report[1], &c, sizeof c);
-            (void)!write(report[1], &marks, sizeof marks);
-            _exit(0);
-        }
-        close(go[0]);
-        close(report[1]);
-        go_ = go[1];
-        report_ = report[0];
-    }
+        : what_(what), child_([&](int from_parent, int to_parent) {
+              cost c;
+              slice_marks marks;
+              marks.count = slices;
+              try {
+                  const auto job = prepare();
+                  bench::forked_child::put(to_parent, char{1}); // ready
+                  std::chrono::steady_clock::rep begin_ticks = 0;
+                  if (bench::forked_child::get(from_parent, begin_ticks)) {
+                      const std::chrono::steady_clock::time_point begin{
+                          std::chrono::steady_clock::duration(begin_ticks)};
+                      std::atomic<long> failed{0};
+                      std::atomic<long> started{0};
+                      std::thread sampler([&] {
+                          sample_slices(begin, static_cast<double>(count) / rate, marks,
+                                        [&] { return started.load(std::memory_order_relaxed); });
+                      });
+                      const auto before = bench::process_usage::now();
+                      bench::run_paced(rate, count, workers, [&](long k) {
+                          started.fetch_add(1, std::memory_order_relaxed);
+                          if (!job(k)) {
+                              ++failed;
+                          }
+                      });
+                      c = per_scan(bench::process_usage::now() - before, count, failed);
+                      sampler.join();
+                  }
+              } catch (const std::exception& e) {
+                  std::cerr << "service_bench: " << what << ": " << e.what() << '\n';
+              }
+              bench::forked_child::put(to_parent, c);
+              bench::forked_child::put(to_parent, marks);
+          }) {}
 
     // Waits until the child is ready; then starts its window, which begins
     // at `begin` for the slices.
     void go(std::chrono::steady_clock::time_point begin) {
         char ready = 0;
-        if (read(report_, &ready, 1) == 1) {
-            const auto ticks = begin.time_since_epoch().count();
-            (void)!write(go_, &ticks, sizeof ticks);
+        if (child_.receive(ready)) {
+            child_.send(begin.time_since_epoch().count());
         }
     }
 
     // Waits for the child's figures.
     cost result() {
-        if (read(report_, &cost_, sizeof cost_) != sizeof cost_ ||
-            read(report_, &marks_, sizeof marks_) != sizeof marks_) {
+        if (!child_.receive(cost_) || !child_.receive(marks_)) {
             cost_ = {};
             marks_ = {};
         }
-        close(report_);
-        close(go_);
-        waitpid(pid_, nullptr, 0);
+        child_.finish();
         return cost_;
     }
     // The child's slices, once result() has returned.
@@ -256,9 +237,7 @@ public:
 
 private:
     const char* what_;
-    pid_t pid_ = -1;
-    int go_ = -1;
-    int report_ = -1;
+    bench::forked_child child_;
     cost cost_;
     slice_marks marks_;
 };
