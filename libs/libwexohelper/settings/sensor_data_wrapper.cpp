@@ -6,7 +6,9 @@
 
 #include <wexo.pb.h>
 
+#include <algorithm>
 #include <limits>
+#include <vector>
 
 namespace vantrel::kelvane::libwexohelper::settings {
 
@@ -59,19 +61,48 @@ bool sensor_data_wrapper::is_secure_key(std::string_view key) noexcept {
     return key == "vantrelcloudapikey" || key.ends_with(".vantrelcloudapikey");
 }
 
+namespace {
+
+// A map's entries as views, sorted by key: nothing of the settings is copied
+// for the trace line.
+std::vector<json_entry> sorted_entries(const google::protobuf::Map<std::string, std::string>& map) {
+    std::vector<json_entry> entries;
+    entries.reserve(map.size());
+    for (const auto& [key, value] : map) {
+        entries.emplace_back(key, value);
+    }
+    std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    return entries;
+}
+
+} // namespace
+
 std::string sensor_data_wrapper::to_json() const {
     if (!valid()) {
         return "{}";
     }
-    std::map<std::string, std::string> masked(data_->settings().begin(), data_->settings().end());
-    for (auto& [key, value] : masked) {
+    auto settings = sorted_entries(data_->settings());
+    for (auto& [key, value] : settings) {
         if (is_secure_key(key) && !value.empty()) {
             value = "********";
         }
     }
-    const auto channels = get_channels();
-    const auto persistent_data = get_persistent_data();
-    return render_settings_json({data_->kind(), masked, channels, persistent_data});
+    // Channel ids sort as numbers; their text needs a home while the views live.
+    std::vector<std::pair<int, std::string_view>> by_id;
+    by_id.reserve(data_->channels().size());
+    for (const auto& [id, text] : data_->channels()) {
+        by_id.emplace_back(id, text);
+    }
+    std::sort(by_id.begin(), by_id.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<std::string> ids;
+    ids.reserve(by_id.size());
+    std::vector<json_entry> channels;
+    channels.reserve(by_id.size());
+    for (const auto& [id, text] : by_id) {
+        channels.emplace_back(ids.emplace_back(std::to_string(id)), text);
+    }
+    const auto persistent_data = sorted_entries(data_->persistent_data());
+    return render_settings_json({data_->kind(), settings, channels, persistent_data});
 }
 
 } // namespace vantrel::kelvane::libwexohelper::settings

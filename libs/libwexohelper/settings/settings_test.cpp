@@ -144,5 +144,23 @@ TEST(SensorDataWrapper, JsonMasksEverySecureSetting) {
     EXPECT_EQ(wrapper.get_value("vantrelcloudapikey"), "top-secret") << "masking is for the log only";
 }
 
+TEST(SensorDataWrapper, JsonListsEveryMapSortedByKey) {
+    wire::SensorData data;
+    data.set_kind("dns_v2");
+    for (const auto* key : {"x.b", "host", "x.a", "b", "a.z"}) {
+        (*data.mutable_settings())[key] = "v";
+    }
+    for (const int id : {10, 2, -3, 1000}) {
+        (*data.mutable_channels())[id] = "c";
+    }
+    (*data.mutable_persistent_data())["z"] = "1";
+    (*data.mutable_persistent_data())["m"] = "2";
+    const auto bytes = bytes_of(data);
+    const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    EXPECT_EQ(wrapper.to_json(), R"({"kind":"dns_v2","settings":{"a.z":"v","b":"v","host":"v","x.a":"v","x.b":"v"},)"
+                                 R"("channels":{"-3":"c","2":"c","10":"c","1000":"c"},)"
+                                 R"("persistent_data":{"m":"2","z":"1"}})");
+}
+
 } // namespace
 } // namespace vantrel::kelvane::libwexohelper::settings

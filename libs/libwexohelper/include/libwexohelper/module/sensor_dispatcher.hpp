@@ -32,7 +32,8 @@ public:
     explicit sensor_dispatcher(std::shared_ptr<utils::service_container> container);
 
     // T is made as T(container, id, settings, channels, persistent data), with
-    // settings read by T::settings_type::read. A kind registered twice keeps its first factory.
+    // settings read by T::settings_type::read; its settings go to its own log as
+    // JSON, when that log keeps lines. A kind registered twice keeps its first factory.
     template <class T> void register_sensor_as(const std::string& kind) {
         sensor_stock* stock = &stock_;
         sensors_.emplace(kind, [stock](const std::shared_ptr<utils::service_container>& container, int id,
@@ -41,7 +42,9 @@ public:
             auto sensor = std::make_shared<T>(container, id, std::move(settings), wrapper.get_channels(),
                                               wrapper.get_persistent_data());
             stock->add_sensor(id, sensor);
-            static_cast<sensors::sensor_interface&>(*sensor).log(wrapper.to_json());
+            if (sensor->log_enabled()) {
+                static_cast<sensors::sensor_interface&>(*sensor).log(wrapper.to_json());
+            }
         });
     }
 

@@ -48,6 +48,9 @@ public:
     int id() const override { return id_; }
     void log(const std::string& message, std::int32_t level) override { log_->log(level, message); }
     void log(const std::string& message) override { log_->log(liblog::level_detail, message); }
+    // False when the sensor log drops every line (logging off), so that a line
+    // worth building only for the log need not be built.
+    bool log_enabled() const noexcept { return log_->enabled(); }
 
     // The scan frame. Scans of one sensor never overlap: a second one is
     // refused, not queued, so that a host calling back into the module from
