@@ -212,6 +212,16 @@ const setting_description& resolve_setting(const kind_description& kind, const s
     return *match;
 }
 
+std::optional<std::string> missing_required(const kind_description& kind, const host_wire::SensorData& data) {
+    for (const auto& s : kind.settings) {
+        const auto it = data.settings().find(s.key);
+        if (s.required && (it == data.settings().end() || it->second.empty()) && condition_holds(s, data, kind)) {
+            return kind.name + " needs a value for " + s.key + " (" + s.display + "): add --set " + s.name + "=...";
+        }
+    }
+    return std::nullopt;
+}
+
 host_wire::SensorData build_settings(const kind_description& kind, const settings_request& request,
                                      secret_filter* secrets) {
     host_wire::SensorData data;
@@ -252,11 +262,8 @@ host_wire::SensorData build_settings(const kind_description& kind, const setting
         const auto [key, path] = split_assignment("--set-file", assignment, ++position);
         assign(key, read_file(path));
     }
-    for (const auto& s : kind.settings) {
-        if (s.required && settings[s.key].empty() && condition_holds(s, data, kind)) {
-            throw std::runtime_error(kind.name + " needs a value for " + s.key + " (" + s.display + "): add --set " +
-                                     s.name + "=...");
-        }
+    if (auto missing = missing_required(kind, data)) {
+        throw std::runtime_error(*missing);
     }
     // Every value, also of a setting its condition hides: the module reads them all.
     for (const auto& s : kind.settings) {

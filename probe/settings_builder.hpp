@@ -5,6 +5,7 @@
 
 #include <wexo_host.pb.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,10 @@ struct settings_request {
 // `secrets` (when given) as soon as it is read.
 host_wire::SensorData build_settings(const kind_description& kind, const settings_request& request,
                                      secret_filter* secrets = nullptr);
+
+// The error build_settings gives for the first required setting of `kind`
+// that is empty in `settings` while its condition holds; nullopt for none.
+std::optional<std::string> missing_required(const kind_description& kind, const host_wire::SensorData& settings);
 
 // Resolves a KEY as build_settings does. Throws std::runtime_error.
 const setting_description& resolve_setting(const kind_description& kind, const std::string& key);

@@ -114,8 +114,7 @@ void http_endpoints::add_probe_route() {
         }
         probe_request request;
         try {
-            request = parse_probe_request({req.params.begin(), req.params.end()}, service_.presets(),
-                                          service_.manifest(), scrape_timeout(req));
+            request = service_.probe_reader()->read({req.params.begin(), req.params.end()}, scrape_timeout(req));
         } catch (const bad_probe_request& e) {
             res.status = 400;
             res.set_content(std::string(e.what()) + "\n", text_plain);

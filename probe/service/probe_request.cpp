@@ -39,24 +39,64 @@ std::string names(const std::vector<std::string>& all) {
     return list;
 }
 
-std::string escaped(const std::string& value) {
-    // build_settings undoes command-line escapes; a request's value is literal.
-    std::string out;
-    for (const char c : value) {
-        out += c == '\\' ? "\\\\" : std::string(1, c);
-    }
-    return out;
-}
-
 bool is_timeout(const setting_description& s) {
     return s.type == "integer" && (s.name == "timeout" || s.name.ends_with("_timeout"));
 }
 
+// A problem of the settings as a whole, worded for a request rather than a
+// command line.
+std::string settings_problem(const std::string& what) {
+    std::string reason = one_line(what);
+    if (const auto hint = reason.find(": add --set"); hint != std::string::npos) {
+        reason = reason.substr(0, hint) + ": add it as a parameter";
+    }
+    return reason;
+}
+
 } // namespace
 
-probe_request parse_probe_request(const std::vector<std::pair<std::string, std::string>>& parameters,
-                                  const std::map<std::string, module_preset>& presets, const manifest_model& manifest,
-                                  std::optional<double> scrape_timeout) {
+probe_request_reader::probe_request_reader(std::map<std::string, module_preset> presets, const manifest_model& manifest)
+    : presets_(std::move(presets)), manifest_(manifest) {
+    for (const auto& kind : manifest_.kinds()) {
+        if (!kind.is_check) {
+            kind_bases_.emplace(kind.name, make_base(kind, nullptr));
+        }
+    }
+    for (const auto& [name, preset] : presets_) {
+        if (const auto* kind = manifest_.find_kind(preset.kind); kind != nullptr && !kind->is_check) {
+            preset_bases_.emplace(name, make_base(*kind, &preset));
+        }
+    }
+}
+
+probe_request_reader::base_settings probe_request_reader::make_base(const kind_description& kind,
+                                                                    const module_preset* preset) const {
+    // As build_settings lays them: the defaults, then the preset's values.
+    base_settings base;
+    base.settings.set_kind(kind.name);
+    auto& settings = *base.settings.mutable_settings();
+    for (const auto& s : kind.settings) {
+        settings[s.key] = s.default_value;
+    }
+    if (preset != nullptr) {
+        for (const auto& [key, value] : preset->settings.settings()) {
+            try {
+                settings[resolve_setting(kind, key).key] = value;
+            } catch (const std::exception& e) {
+                base.error = settings_problem(e.what());
+                return base;
+            }
+        }
+    }
+    base.problems.reserve(kind.settings.size());
+    for (const auto& s : kind.settings) {
+        base.problems.push_back(check_setting_value(s, settings.at(s.key)));
+    }
+    return base;
+}
+
+probe_request probe_request_reader::read(const probe_parameters& parameters,
+                                         std::optional<double> scrape_timeout) const {
     std::map<std::string, std::string> own;
     for (const auto& [name, value] : parameters) {
         if (own_parameters.count(name) != 0 && !own.emplace(name, value).second) {
@@ -71,10 +111,10 @@ probe_request parse_probe_request(const std::vector<std::pair<std::string, std::
     }
     const module_preset* preset = nullptr;
     if (module_given != own.end()) {
-        const auto it = presets.find(module_given->second);
-        if (it == presets.end()) {
+        const auto it = presets_.find(module_given->second);
+        if (it == presets_.end()) {
             std::vector<std::string> known;
-            for (const auto& [name, p] : presets) {
+            for (const auto& [name, p] : presets_) {
                 known.push_back(name);
             }
             throw bad_probe_request(
@@ -89,10 +129,10 @@ probe_request parse_probe_request(const std::vector<std::pair<std::string, std::
     } else {
         throw bad_probe_request("kind or module is missing");
     }
-    const auto* kind = manifest.find_kind(request.kind);
+    const auto* kind = manifest_.find_kind(request.kind);
     if (kind == nullptr || kind->is_check) {
         throw bad_probe_request("unknown sensor kind " + in_quotes(request.kind) +
-                                "; known: " + names(manifest.kind_names(false)));
+                                "; known: " + names(manifest_.kind_names(false)));
     }
     const auto target = own.find("target");
     if (target == own.end() || target->second.empty()) {
@@ -106,13 +146,8 @@ probe_request parse_probe_request(const std::vector<std::pair<std::string, std::
         request.debug = debug->second == "true";
     }
 
-    settings_request built;
-    if (preset != nullptr) {
-        for (const auto& [key, value] : preset->settings.settings()) {
-            built.assignments.push_back(key + "=" + escaped(value));
-        }
-    }
-    std::set<std::string> given;
+    std::vector<std::pair<const setting_description*, const std::string*>> given;
+    std::set<std::string> given_keys;
     for (const auto& [name, value] : parameters) {
         if (own_parameters.count(name) != 0) {
             continue;
@@ -126,34 +161,58 @@ probe_request parse_probe_request(const std::vector<std::pair<std::string, std::
         if (setting->key == "host") {
             throw bad_probe_request("the device is given as target, not as " + name);
         }
-        if (!given.insert(setting->key).second) {
+        if (!given_keys.insert(setting->key).second) {
             throw bad_probe_request(in_quotes(name) + " names " + setting->key + ", which is already set");
         }
         // The check never quotes the value of a secure setting.
         if (const auto problem = check_setting_value(*setting, value)) {
             throw bad_probe_request(*problem);
         }
-        built.assignments.push_back(setting->key + "=" + escaped(value));
+        given.emplace_back(setting, &value);
     }
-    built.assignments.push_back("host=" + escaped(request.target));
+
+    const auto base = preset != nullptr ? preset_bases_.find(request.module) : kind_bases_.find(request.kind);
+    if (base == (preset != nullptr ? preset_bases_.end() : kind_bases_.end())) {
+        throw bad_probe_request("unknown sensor kind " + in_quotes(request.kind));
+    }
+    if (!base->second.error.empty()) {
+        throw bad_probe_request(base->second.error);
+    }
+    request.settings = base->second.settings;
+    auto& settings = *request.settings.mutable_settings();
+    for (const auto& [setting, value] : given) {
+        settings[setting->key] = *value;
+    }
+    const setting_description* host = nullptr;
     try {
-        request.settings = build_settings(*kind, built);
-        if (request.debug) {
-            // Over the preset's value: the log is what debug answers with.
-            (*request.settings.mutable_settings())["logging"] = "enabled";
-        }
+        host = &resolve_setting(*kind, "host");
     } catch (const std::exception& e) {
-        std::string reason = one_line(e.what());
-        if (const auto hint = reason.find(": add --set"); hint != std::string::npos) {
-            reason = reason.substr(0, hint) + ": add it as a parameter";
+        throw bad_probe_request(settings_problem(e.what()));
+    }
+    settings[host->key] = request.target;
+    if (const auto missing = missing_required(*kind, request.settings)) {
+        throw bad_probe_request(settings_problem(*missing));
+    }
+    // Every value, in the kind's order, as build_settings checks them: the
+    // request's were checked as they were read, the rest when the reader was made.
+    for (std::size_t i = 0; i < kind->settings.size(); ++i) {
+        const auto& s = kind->settings[i];
+        const auto problem = &s == host                     ? check_setting_value(s, request.target)
+                             : given_keys.count(s.key) != 0 ? std::nullopt
+                                                            : base->second.problems[i];
+        if (problem) {
+            throw bad_probe_request(settings_problem(*problem));
         }
-        throw bad_probe_request(reason);
+    }
+    if (request.debug) {
+        // Over the preset's value: the log is what debug answers with.
+        settings["logging"] = "enabled";
     }
     if (scrape_timeout && *scrape_timeout > 0) {
         // Half a second for everything around the queries, at least one second for them.
         const auto ceiling = std::max<std::int64_t>(1, static_cast<std::int64_t>(std::floor(*scrape_timeout - 0.5)));
         for (const auto& s : kind->settings) {
-            auto& value = (*request.settings.mutable_settings())[s.key];
+            auto& value = settings[s.key];
             std::int64_t seconds = 0;
             const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), seconds);
             if (is_timeout(s) && error == std::errc() && seconds > ceiling) {
@@ -162,6 +221,12 @@ probe_request parse_probe_request(const std::vector<std::pair<std::string, std::
         }
     }
     return request;
+}
+
+probe_request parse_probe_request(const probe_parameters& parameters,
+                                  const std::map<std::string, module_preset>& presets, const manifest_model& manifest,
+                                  std::optional<double> scrape_timeout) {
+    return probe_request_reader(presets, manifest).read(parameters, scrape_timeout);
 }
 
 } // namespace vantrel::kelvane::probe::service

@@ -70,6 +70,27 @@ TEST(ProbeRequest, PresetsAndOverrides) {
     EXPECT_EQ(r.kind, "ip_reputation_score_sensor");
 }
 
+TEST(ProbeRequest, OneReaderServesEveryRequestFromTheSameStart) {
+    // What one request sets, lowers or turns on stays with that request.
+    const probe_request_reader reader(presets(), manifest());
+    auto r = reader.read(
+        {{"module", "dns_mx"}, {"target", "192.0.2.1"}, {"record_type", "TXT"}, {"timeout", "2"}, {"debug", "true"}},
+        4.0);
+    EXPECT_EQ(value(r, type_key), "TXT");
+    EXPECT_EQ(value(r, timeout_key), "3");
+    r = reader.read({{"module", "dns_mx"}, {"target", "192.0.2.2"}});
+    EXPECT_EQ(value(r, "host"), "192.0.2.2");
+    EXPECT_EQ(value(r, type_key), "MX");
+    EXPECT_EQ(value(r, timeout_key), "7");
+    EXPECT_EQ(value(r, "timeout"), "10");
+    EXPECT_EQ(value(r, "logging"), "disabled");
+    r = reader.read({{"kind", "dns_v2"}, {"target", "192.0.2.3"}, {"domain", "www.example"}});
+    EXPECT_EQ(value(r, type_key), "A") << "the kind's default, not the preset's";
+    EXPECT_EQ(value(r, timeout_key), "30");
+    EXPECT_THROW(reader.read({{"kind", "dns_v2"}, {"target", "192.0.2.3"}}), bad_probe_request)
+        << "the domain of an earlier request is not kept";
+}
+
 TEST(ProbeRequest, ScrapeTimeoutLowersLongerTimeouts) {
     const auto r = parse({{"module", "dns_mx"}, {"target", "192.0.2.1"}, {"timeout", "2"}}, 4.0);
     EXPECT_EQ(value(r, timeout_key), "3") << "7 s would outlast a 4 s scrape";

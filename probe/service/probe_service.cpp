@@ -83,6 +83,8 @@ probe_service::probe_service(const service_options& options, service_log& log, c
     session_ =
         std::make_unique<host_session>(options_.module_path, [this](const log_line& line) { on_module_log(line); });
     manifest_ = std::make_unique<manifest_model>(session_->manifest(true));
+    // Until start(): no presets.
+    set_presets({});
     if (!options_.sensor_log_dir.empty()) {
         std::filesystem::create_directories(options_.sensor_log_dir);
     }
@@ -113,10 +115,7 @@ void probe_service::start(const service_config& config) {
             s->series->missed();
         }
     });
-    {
-        std::lock_guard l(sensors_mutex_);
-        presets_ = config.modules;
-    }
+    set_presets(config.modules);
     for (const auto& sensor : config.sensors) {
         add_sensor(sensor);
     }
@@ -180,10 +179,7 @@ void probe_service::reload(const service_config& config) {
     if (stopped_ || !scheduler_) {
         return;
     }
-    {
-        std::lock_guard l(sensors_mutex_);
-        presets_ = config.modules;
-    }
+    set_presets(config.modules);
     std::map<std::string, const sensor_config*> wanted;
     for (const auto& s : config.sensors) {
         wanted[s.name] = &s;
@@ -295,9 +291,15 @@ bool probe_service::ready() const {
     });
 }
 
-std::map<std::string, module_preset> probe_service::presets() const {
+std::shared_ptr<const probe_request_reader> probe_service::probe_reader() const {
     std::lock_guard lock(sensors_mutex_);
-    return presets_;
+    return probe_reader_;
+}
+
+void probe_service::set_presets(const std::map<std::string, module_preset>& presets) {
+    auto reader = std::make_shared<const probe_request_reader>(presets, *manifest_);
+    std::lock_guard lock(sensors_mutex_);
+    probe_reader_ = std::move(reader);
 }
 
 std::vector<std::shared_ptr<sensor_runtime>> probe_service::sensors() const {

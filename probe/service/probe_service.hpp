@@ -5,6 +5,7 @@
 #include "host_session.hpp"
 #include "manifest_model.hpp"
 #include "passed_checks.hpp"
+#include "probe_request.hpp"
 #include "result_view.hpp"
 #include "scheduler.hpp"
 #include "service_config.hpp"
@@ -106,8 +107,9 @@ public:
     // Once every sensor has been scanned or waits for its precondition.
     bool ready() const;
     std::string metrics_text() const { return metrics_.text(); }
-    // The presets of /probe from the running configuration.
-    std::map<std::string, module_preset> presets() const;
+    // Reads /probe requests with the presets of the running configuration;
+    // a start or reload makes a new one, and one handed out stays as it is.
+    std::shared_ptr<const probe_request_reader> probe_reader() const;
     // The sensors by name, for endpoints; each is locked by its own mutex.
     std::vector<std::shared_ptr<sensor_runtime>> sensors() const;
     // The module instance id of a sensor (0: none), for tests.
@@ -123,6 +125,7 @@ public:
     probe_outcome probe(const host_wire::SensorData& settings, bool keep_log);
 
 private:
+    void set_presets(const std::map<std::string, module_preset>& presets);
     void add_sensor(const sensor_config& config);
     void remove_sensor(const std::string& name);
     void run(const std::shared_ptr<sensor_runtime>& sensor);
@@ -151,7 +154,7 @@ private:
     std::unordered_map<std::int32_t, std::shared_ptr<sensor_runtime>> by_module_id_;
     // Sensor log lines of the probes that asked for them, by module id.
     std::unordered_map<std::int32_t, std::vector<std::string>*> probe_logs_;
-    std::map<std::string, module_preset> presets_; // guarded by sensors_mutex_
+    std::shared_ptr<const probe_request_reader> probe_reader_; // guarded by sensors_mutex_
     std::atomic<std::int32_t> next_id_{1};
     std::atomic<std::int32_t> next_check_id_{1 << 30};
     std::uint64_t added_ = 0;
