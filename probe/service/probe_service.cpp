@@ -579,12 +579,12 @@ probe_outcome probe_service::probe(const host_wire::SensorData& settings, bool k
     };
     const auto* kind = manifest_->find_kind(settings.kind());
     for (const auto& check : kind != nullptr ? kind->required_checks : std::vector<std::string>{}) {
-        auto check_settings = settings;
-        check_settings.set_kind(check);
         // A probe that shows its log runs every check, so that its lines are there.
-        if (!keep_log && probe_checks_.passed(check_settings, clock_.now())) {
+        if (!keep_log && probe_checks_.passed(check, settings, clock_.now())) {
             continue;
         }
+        auto check_settings = settings;
+        check_settings.set_kind(check);
         const std::int32_t id = next_check_id_++;
         listen(id);
         const std::int32_t code = session_->check(id, check_settings);
@@ -595,7 +595,7 @@ probe_outcome probe_service::probe(const host_wire::SensorData& settings, bool k
             outcome.seconds = elapsed();
             return outcome;
         }
-        probe_checks_.remember(check_settings, clock_.now());
+        probe_checks_.remember(check, settings, clock_.now());
     }
     const std::int32_t id = next_id_++;
     listen(id);
