@@ -21,20 +21,30 @@ constexpr int field_persistent_data = 4;
 constexpr int entry_key = 1;
 constexpr int entry_value = 2;
 
-bool read_text(CodedInputStream& in, std::string& text) {
+// A length-delimited text, seen where it stands in `bytes` (the stream reads
+// that array): the settings are looked at, not copied.
+bool read_text(CodedInputStream& in, const std::uint8_t* bytes, std::string_view& text) {
     std::uint32_t length = 0;
-    return in.ReadVarint32(&length) && in.ReadString(&text, static_cast<int>(length));
+    if (!in.ReadVarint32(&length)) {
+        return false;
+    }
+    const int at = in.CurrentPosition();
+    if (!in.Skip(static_cast<int>(length))) {
+        return false;
+    }
+    text = std::string_view(reinterpret_cast<const char*>(bytes) + at, length);
+    return true;
 }
 
 struct map_entry {
-    std::string key;
+    std::string_view key;
     std::int64_t number_key = 0;
-    std::string value;
+    std::string_view value;
     bool key_is_utf8 = true;
     bool value_is_utf8 = true;
 };
 
-bool read_entry(CodedInputStream& in, map_entry& entry) {
+bool read_entry(CodedInputStream& in, const std::uint8_t* bytes, map_entry& entry) {
     std::uint32_t length = 0;
     if (!in.ReadVarint32(&length)) {
         return false;
@@ -50,12 +60,12 @@ bool read_entry(CodedInputStream& in, map_entry& entry) {
             }
             entry.number_key = static_cast<std::int32_t>(number);
         } else if (field == entry_key && wire_type == WireFormatLite::WIRETYPE_LENGTH_DELIMITED) {
-            if (!read_text(in, entry.key)) {
+            if (!read_text(in, bytes, entry.key)) {
                 return false;
             }
             entry.key_is_utf8 = libstringutils::is_valid_utf8(entry.key);
         } else if (field == entry_value && wire_type == WireFormatLite::WIRETYPE_LENGTH_DELIMITED) {
-            if (!read_text(in, entry.value)) {
+            if (!read_text(in, bytes, entry.value)) {
                 return false;
             }
             entry.value_is_utf8 = libstringutils::is_valid_utf8(entry.value);
@@ -77,13 +87,14 @@ std::optional<std::string> find_text_that_is_not_utf8(const void* bytes, std::ui
     if (bytes == nullptr || size == 0 || size > static_cast<std::uint32_t>(INT32_MAX)) {
         return std::nullopt;
     }
-    CodedInputStream in(static_cast<const std::uint8_t*>(bytes), static_cast<int>(size));
+    const auto* const data = static_cast<const std::uint8_t*>(bytes);
+    CodedInputStream in(data, static_cast<int>(size));
     while (const std::uint32_t tag = in.ReadTag()) {
         const int field = WireFormatLite::GetTagFieldNumber(tag);
         const bool delimited = WireFormatLite::GetTagWireType(tag) == WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
         if (delimited && field == field_kind) {
-            std::string kind;
-            if (!read_text(in, kind)) {
+            std::string_view kind;
+            if (!read_text(in, data, kind)) {
                 return std::nullopt;
             }
             if (!libstringutils::is_valid_utf8(kind)) {
@@ -92,7 +103,7 @@ std::optional<std::string> find_text_that_is_not_utf8(const void* bytes, std::ui
         } else if (delimited &&
                    (field == field_settings || field == field_channels || field == field_persistent_data)) {
             map_entry entry;
-            if (!read_entry(in, entry)) {
+            if (!read_entry(in, data, entry)) {
                 return std::nullopt;
             }
             if (entry.key_is_utf8 && entry.value_is_utf8) {
