@@ -621,9 +621,12 @@ probe_outcome probe_service::probe(const host_wire::SensorData& settings, bool k
         outcome.reason = "the scan sent no result";
         return outcome;
     }
-    outcome.view = evaluate(settings.kind(), *result, channels, *manifest_, options_.language);
     outcome.success = result->response_code() == 0;
-    outcome.reason = outcome.view->message;
+    if (keep_log) {
+        // Translated and judged only for the answer that shows it to people.
+        outcome.view = evaluate(settings.kind(), *result, channels, *manifest_, options_.language);
+        outcome.reason = outcome.view->message;
+    }
     for (const auto& value : result->values()) {
         if (const auto it = channels.find(value.channel_id()); it != channels.end()) {
             outcome.values.emplace_back(it->second, value.value());

@@ -61,10 +61,10 @@ struct sensor_runtime {
 
 // What one /probe scan found.
 struct probe_outcome {
-    bool success = false; // the scan's result had response code 0
-    double seconds = 0;   // the whole probe: checks, creation, scan
-    std::string reason;   // why it failed, for people
-    std::optional<scan_view> view;
+    bool success = false;          // the scan's result had response code 0
+    double seconds = 0;            // the whole probe: checks, creation, scan
+    std::string reason;            // why it failed, for people (a scan's message only with keep_log)
+    std::optional<scan_view> view; // only with keep_log
     // The channels and their values, as the module sent them.
     std::vector<std::pair<host_wire::ChannelOptions, std::int64_t>> values;
     std::vector<std::string> log; // the sensor log, when asked for
@@ -121,7 +121,10 @@ public:
     // A check that passed with the same settings within the
     // `probe_check_memory` is not run again, except with `keep_log`.
     // Thread-safe; many probes may run at once. With `keep_log` the sensor log
-    // of the checks and the scan is returned (turn the `logging` setting on).
+    // of the checks and the scan is returned (turn the `logging` setting on),
+    // and a scan's result is judged and translated (`view`, and its message as
+    // `reason`); without it a scan that ran leaves both empty, as the metrics
+    // answer needs neither.
     probe_outcome probe(const host_wire::SensorData& settings, bool keep_log);
 
 private:

@@ -159,6 +159,9 @@ TEST_F(Endpoints, ProbeAnswersWithTheScanOfItsParameters) {
                      "&debug=true");
     ASSERT_TRUE(res);
     EXPECT_EQ(res->status, 200);
+    EXPECT_EQ(res->body.rfind(std::string("Probe of dns_v2 at ") + device + ": success: OK: TXT=", 0), 0u)
+        << "the scan's message, translated, heads the answer\n"
+        << res->body;
     EXPECT_NE(res->body.find("Enter sensor scan"), std::string::npos) << res->body;
     EXPECT_NE(res->body.find("ANSWER SECTION"), std::string::npos) << res->body;
     EXPECT_NE(res->body.find("<script>document.title"), std::string::npos) << "plain text, shown as it came";
