@@ -58,6 +58,12 @@ std::string channel_name(const host_wire::ChannelOptions& channel) {
     return key.starts_with(prefix) ? key.substr(prefix.size()) : key;
 }
 
+bool is_channel(const host_wire::ChannelOptions& channel, std::string_view name) {
+    constexpr std::string_view prefix = "channel.";
+    const std::string_view key = channel.name_key();
+    return key.starts_with(prefix) ? key.substr(prefix.size()) == name : key == name;
+}
+
 std::map<std::int32_t, host_wire::ChannelOptions>
 apply_limits(std::map<std::int32_t, host_wire::ChannelOptions> channels, const channel_limits& limits) {
     if (limits.empty()) {

@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace vantrel::kelvane::probe {
 
@@ -37,6 +38,8 @@ void add_limit(channel_limits& limits, const std::string& assignment);
 
 // The channel's name: its catalogue key without "channel.".
 std::string channel_name(const host_wire::ChannelOptions& channel);
+// Whether the channel's name is `name`, without making the name.
+bool is_channel(const host_wire::ChannelOptions& channel, std::string_view name);
 
 // The module's channel definitions with the host's limits laid over them: a
 // limit given by the host replaces the module's limit of the same field, and

@@ -66,5 +66,25 @@ TEST(ChannelLimits, HostLimitsTurnTheChannelAndTheSensorState) {
         << "without the host's limits 0 % of servers is OK";
 }
 
+// is_channel must agree with channel_name for every shape of key, or the
+// service would take another channel's value for the response time.
+TEST(ChannelLimits, IsChannelAgreesWithChannelName) {
+    struct key_case {
+        const char* key;
+        const char* name;
+        bool same;
+    };
+    for (const auto& c :
+         {key_case{"channel.response_time", "response_time", true}, key_case{"response_time", "response_time", true},
+          key_case{"channel.response_time_max", "response_time", false}, key_case{"channel.", "", true},
+          key_case{"channel.channel.response_time", "response_time", false},
+          key_case{"channels.response_time", "response_time", false}, key_case{"", "", true}}) {
+        host_wire::ChannelOptions channel;
+        channel.set_name_key(c.key);
+        EXPECT_EQ(is_channel(channel, c.name), c.same) << c.key;
+        EXPECT_EQ(is_channel(channel, c.name), channel_name(channel) == c.name) << c.key;
+    }
+}
+
 } // namespace
 } // namespace vantrel::kelvane::probe

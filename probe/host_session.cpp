@@ -78,9 +78,9 @@ void host_session::receive(const uint8_t* data, uint32_t size) {
             pending_information_ = std::move(*envelope.mutable_module_information()->mutable_manifest_json());
             break;
         case wire::Envelope::kLogMessage: {
-            const auto& m = envelope.log_message();
-            line = log_line{m.source(), m.sensor_id(), m.level(), m.text()};
-            if (m.source() == wire::LogMessage::RUNTIME) {
+            auto& m = *envelope.mutable_log_message();
+            line = log_line{m.source(), m.sensor_id(), m.level(), std::move(*m.mutable_text())};
+            if (line->source == wire::LogMessage::RUNTIME) {
                 runtime_log_.push_back(*line);
                 if (runtime_log_.size() > runtime_log_capacity) {
                     runtime_log_.pop_front();

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace vantrel::kelvane::probe {
@@ -79,7 +80,8 @@ private:
         std::shared_ptr<channel_map> map;
         bool handed_out = false; // then a change makes a new map
     };
-    mutable std::map<int32_t, channel_entry> channels_;
+    // Looked up on every scan among thousands of sensors: hashed.
+    mutable std::unordered_map<int32_t, channel_entry> channels_;
     std::deque<log_line> runtime_log_;
     std::optional<std::string> pending_information_;
     bool initialized_ = false;

@@ -299,13 +299,23 @@ std::string manifest_model::language_named(const std::string& name) const {
     return {};
 }
 
-std::optional<std::string> manifest_model::text(const std::string& key, const std::string& language) const {
-    for (const auto& lang : {language, std::string("English")}) {
-        if (const auto* texts = texts_of(lang)) {
+const std::string* manifest_model::find_text(const std::string& key, const std::string& language) const {
+    // Every result of every scan is translated: no copies of the language
+    // names or of the text on the way.
+    static const std::string english = "English";
+    for (const std::string* lang : {&language, &english}) {
+        if (const auto* texts = texts_of(*lang)) {
             if (const auto entry = texts->find(key); entry != texts->end()) {
-                return entry->second;
+                return &entry->second;
             }
         }
+    }
+    return nullptr;
+}
+
+std::optional<std::string> manifest_model::text(const std::string& key, const std::string& language) const {
+    if (const auto* t = find_text(key, language)) {
+        return *t;
     }
     return std::nullopt;
 }
@@ -315,8 +325,8 @@ std::string manifest_model::translate(const std::string& key, const std::vector<
     if (key.empty()) {
         return fallback;
     }
-    const auto t = text(key, language);
-    if (!t) {
+    const auto* t = find_text(key, language);
+    if (t == nullptr) {
         return fallback.empty() ? key : fallback;
     }
     try {
@@ -328,7 +338,7 @@ std::string manifest_model::translate(const std::string& key, const std::vector<
 
 std::string manifest_model::lookup_text(const std::string& lookup, std::int64_t value,
                                         const std::string& language) const {
-    if (const auto t = text("lookup." + lookup + "." + std::to_string(value), language)) {
+    if (const auto* t = find_text("lookup." + lookup + "." + std::to_string(value), language)) {
         return *t;
     }
     const auto& lookups = member(doc_, "Lookups");

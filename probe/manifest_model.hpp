@@ -74,6 +74,8 @@ private:
     // Reads the "Text" object at json[begin]; false when it is not one.
     bool read_catalogues(std::string_view json, std::size_t begin, const std::vector<std::string>& wanted);
     const catalogue* texts_of(const std::string& language) const;
+    // The text in the language, else in English; null when neither has the key.
+    const std::string* find_text(const std::string& key, const std::string& language) const;
 
     nlohmann::ordered_json doc_;
     std::vector<kind_description> kinds_;

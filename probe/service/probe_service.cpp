@@ -474,7 +474,7 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
         for (const auto& value : result->values()) {
             if (const auto it = channels.find(value.channel_id()); it != channels.end()) {
                 sensor->series->set_channel(it->second, value.value());
-                if (channel_name(it->second) == "response_time") {
+                if (is_channel(it->second, "response_time")) {
                     response_time = static_cast<double>(value.value()) / 1000;
                 }
             }

@@ -142,30 +142,38 @@ void scheduler::take(worker& w, const std::shared_ptr<job>& j) {
         w.idle = false;
         std::erase(idle_, &w);
     }
-    due_.erase(j->position);
+    // The job's nodes in due_ and taken_ move between the two and the worker
+    // instead of being freed and allocated again for every run.
+    w.due_node = due_.extract(j->position);
     j->taken_by = &w;
-    j->taken_position = taken_.emplace(j->due, &w);
+    if (w.taken_node) {
+        w.taken_node.key() = j->due;
+        j->taken_position = taken_.insert(std::move(w.taken_node));
+    } else {
+        j->taken_position = taken_.emplace(j->due, &w);
+    }
     w.taken = j;
     w.go = false;
 }
 
 void scheduler::give_back(worker& w) {
     auto& j = *w.taken;
-    taken_.erase(j.taken_position);
+    w.taken_node = taken_.extract(j.taken_position);
     j.taken_by = nullptr;
-    j.position = due_.emplace(j.due, w.taken);
+    w.due_node.key() = j.due;
+    j.position = due_.insert(std::move(w.due_node));
     w.taken.reset();
 }
 
 void scheduler::reposition(job& j) {
-    auto self = j.position->second;
-    due_.erase(j.position);
-    j.position = due_.emplace(j.due, std::move(self));
+    auto node = due_.extract(j.position);
+    node.key() = j.due;
+    j.position = due_.insert(std::move(node));
 }
 
 void scheduler::begin_run(worker& w, time_point now) {
     auto& j = *w.taken;
-    taken_.erase(j.taken_position);
+    w.taken_node = taken_.extract(j.taken_position);
     j.taken_by = nullptr;
     // Ticks that passed while it waited for a free worker were missed; it
     // runs for the latest of them.
@@ -174,7 +182,11 @@ void scheduler::begin_run(worker& w, time_point now) {
     w.missed = late;
     j.run_due = j.due + j.interval * static_cast<duration::rep>(late);
     j.due = j.run_due + j.interval;
-    j.position = due_.emplace(j.due, w.taken);
+    // One interval on from the due time just reached is mostly the latest due
+    // time of all, and the hint then places it at the end without a walk down
+    // the tree (a wrong hint costs only the walk).
+    w.due_node.key() = j.due;
+    j.position = due_.insert(due_.end(), std::move(w.due_node));
     j.running = true;
     ++j.started;
     ++running_;

@@ -93,6 +93,7 @@ private:
     struct job;
     struct worker;
     using due_map = std::multimap<time_point, std::shared_ptr<job>>;
+    using taken_map = std::multimap<time_point, worker*>;
     struct job {
         std::string key;
         duration interval{};
@@ -107,7 +108,7 @@ private:
         // waits for its due time (`taken_by`, `taken_position` in taken_).
         due_map::iterator position;
         worker* taken_by = nullptr;
-        std::multimap<time_point, worker*>::iterator taken_position;
+        taken_map::iterator taken_position;
     };
     struct worker {
         std::condition_variable wake;
@@ -115,6 +116,10 @@ private:
         bool go = false;            // its run was started: run it
         std::uint64_t missed = 0;   // ticks of `taken` to report as missed
         bool idle = true;           // in idle_: has no job and runs none
+        // While `taken` is out of due_, its node; this worker's node of
+        // taken_ while it is not in there.
+        due_map::node_type due_node;
+        taken_map::node_type taken_node;
     };
 
     void work_loop(worker& self);
@@ -131,9 +136,9 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable idle_cv_; // a job finished
     std::unordered_map<std::string, std::shared_ptr<job>> jobs_;
-    due_map due_;                              // jobs no worker has taken
-    std::multimap<time_point, worker*> taken_; // taken jobs by due time
-    std::vector<worker*> idle_;                // workers without a job
+    due_map due_;               // jobs no worker has taken
+    taken_map taken_;           // taken jobs by due time
+    std::vector<worker*> idle_; // workers without a job
     std::function<void(const std::string&)> on_missed_;
     std::function<void(duration)> on_start_;
     std::size_t running_ = 0;
