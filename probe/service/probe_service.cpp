@@ -120,7 +120,10 @@ void probe_service::start(const service_config& config) {
         add_sensor(sensor);
     }
     // Not a sensor: '#' is never part of a sensor's name.
-    scheduler_->add("#memory", memory_upkeep_interval, clock_.now() + memory_upkeep_interval, release_free_memory);
+    scheduler_->add("#memory", memory_upkeep_interval, clock_.now() + memory_upkeep_interval, [this] {
+        release_free_memory();
+        etc_watch_.drain();
+    });
     scheduler_->start();
     log_.write(log_level::info, "started",
                {{"sensors", std::to_string(config.sensors.size())}, {"workers", std::to_string(config.workers)}});

@@ -2,6 +2,7 @@
 
 #include "answer_tracker.hpp"
 #include "clock.hpp"
+#include "etc_watch.hpp"
 #include "host_session.hpp"
 #include "manifest_model.hpp"
 #include "passed_checks.hpp"
@@ -143,6 +144,9 @@ private:
     duration stop_grace() const;
 
     service_options options_;
+    // Held before the module starts its first channel, released after the
+    // last (see etc_watch.hpp).
+    etc_watch etc_watch_;
     service_log& log_;
     const clock& clock_;
     service_metrics metrics_;
