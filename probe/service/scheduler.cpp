@@ -25,7 +25,7 @@ scheduler::~scheduler() {
         std::lock_guard lock(mutex_);
         pool_closing_ = true;
         for (auto& w : workers_) {
-            w->wake.notify_one();
+            w->wake.notify();
         }
     }
     for (auto& t : threads_) {
@@ -78,7 +78,7 @@ bool scheduler::remove(const std::string& key) {
         auto& w = *j->taken_by;
         give_back(w);
         make_idle(w);
-        w.wake.notify_one();
+        w.wake.notify();
     }
     due_.erase(j->position);
     j->removed = true;
@@ -98,7 +98,7 @@ bool scheduler::postpone(const std::string& key, time_point due) {
         auto& w = *j.taken_by;
         give_back(w);
         make_idle(w);
-        w.wake.notify_one();
+        w.wake.notify();
     }
     j.due = due;
     reposition(j);
@@ -214,7 +214,7 @@ void scheduler::balance() {
         if (!idle_.empty()) {
             auto& w = *idle_.back();
             take(w, j);
-            w.wake.notify_one();
+            w.wake.notify();
             continue;
         }
         if (taken_.empty() || std::prev(taken_.end())->first <= j->due) {
@@ -223,7 +223,7 @@ void scheduler::balance() {
         auto& w = *std::prev(taken_.end())->second;
         give_back(w);
         take(w, j);
-        w.wake.notify_one();
+        w.wake.notify();
     }
 }
 
@@ -253,13 +253,13 @@ time_point scheduler::run_due() {
         while (!taken_.empty() && taken_.begin()->first <= now) {
             auto& w = *taken_.begin()->second;
             begin_run(w, now);
-            w.wake.notify_one();
+            w.wake.notify();
         }
         for (auto j = earliest_free(); j != nullptr && j->due <= now && !idle_.empty(); j = earliest_free()) {
             auto& w = *idle_.back();
             take(w, j);
             begin_run(w, now);
-            w.wake.notify_one();
+            w.wake.notify();
         }
     }
     time_point next = time_point::max();
@@ -289,7 +289,7 @@ void scheduler::work_loop(worker& self) {
         }
         if (!self.taken) {
             // Listed in idle_: whoever hands it a job takes it off the list.
-            self.wake.wait(lock, [&] { return self.taken != nullptr || pool_closing_; });
+            self.wake.wait(lock);
             continue;
         }
         if (!self.go) {
@@ -369,7 +369,7 @@ std::size_t scheduler::stop(duration grace) {
         if (w->taken && !w->go) {
             give_back(*w);
             make_idle(*w);
-            w->wake.notify_one();
+            w->wake.notify();
         }
     }
     const auto idle = [&] { return running_ == 0; };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "clock.hpp"
+#include "wake_signal.hpp"
 
 #include <condition_variable>
 #include <cstdint>
@@ -111,7 +112,7 @@ private:
         taken_map::iterator taken_position;
     };
     struct worker {
-        std::condition_variable wake;
+        wake_signal wake;
         std::shared_ptr<job> taken; // waited for, or started when `go`
         bool go = false;            // its run was started: run it
         std::uint64_t missed = 0;   // ticks of `taken` to report as missed
