@@ -5,8 +5,8 @@
 // RSS after warm-up and at the end.
 //
 // CPU per scan is set beside the same scans without the service, each run
-// in this process after the service has stopped, at the rate the service
-// achieved and with as many threads as it has workers (a paced pool, see
+// at the same time as the service in a process of its own, at the scheduled
+// pace and with as many threads as the service has workers (a paced pool, see
 // paced_pool.hpp): the module's scans through its exports (what the module
 // costs), and the bare c-ares pattern (what the DNS question costs). The bare
 // pattern in a loop on one thread is shown too: it is cheaper than any paced
