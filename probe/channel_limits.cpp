@@ -52,16 +52,26 @@ void add_limit(channel_limits& limits, const std::string& assignment) {
     }
 }
 
-std::string channel_name(const host_wire::ChannelOptions& channel) {
+namespace {
+
+// The name as a view into the channel's catalogue key.
+std::string_view name_of(const host_wire::ChannelOptions& channel) {
     constexpr std::string_view prefix = "channel.";
-    const std::string& key = channel.name_key();
-    return key.starts_with(prefix) ? key.substr(prefix.size()) : key;
+    std::string_view key = channel.name_key();
+    if (key.starts_with(prefix)) {
+        key.remove_prefix(prefix.size());
+    }
+    return key;
+}
+
+} // namespace
+
+std::string channel_name(const host_wire::ChannelOptions& channel) {
+    return std::string(name_of(channel));
 }
 
 bool is_channel(const host_wire::ChannelOptions& channel, std::string_view name) {
-    constexpr std::string_view prefix = "channel.";
-    const std::string_view key = channel.name_key();
-    return key.starts_with(prefix) ? key.substr(prefix.size()) == name : key == name;
+    return name_of(channel) == name;
 }
 
 std::map<std::int32_t, host_wire::ChannelOptions>
