@@ -24,25 +24,22 @@ std::string unit_text(std::int32_t unit) {
     }
 }
 
-// A broken error limit beats a broken warning limit.
 void judge(channel_row& row, const host_wire::ChannelOptions& o, const manifest_model& manifest,
            const std::string& language) {
-    if (o.limit_mode() == 0) {
-        return;
-    }
-    const double v = static_cast<double>(row.value);
-    const bool error = (o.has_lower_error_limit() && v < o.lower_error_limit()) ||
-                       (o.has_upper_error_limit() && v > o.upper_error_limit());
-    const bool warning = (o.has_lower_warning_limit() && v < o.lower_warning_limit()) ||
-                         (o.has_upper_warning_limit() && v > o.upper_warning_limit());
-    if (error) {
-        row.state = channel_state::error;
+    row.state = limit_state(o, row.value);
+    if (row.state == channel_state::error) {
         row.limit_message = manifest.translate(o.limit_error_message_key(), {}, language, o.limit_error_message_key());
-    } else if (warning) {
-        row.state = channel_state::warning;
+    } else if (row.state == channel_state::warning) {
         row.limit_message =
             manifest.translate(o.limit_warning_message_key(), {}, language, o.limit_warning_message_key());
     }
+}
+
+const char* status_of(std::int32_t response_code, bool any_error, bool any_warning) {
+    if (response_code >= 2 || any_error) {
+        return "error";
+    }
+    return response_code == 1 || any_warning ? "warning" : "ok";
 }
 
 // A Nagios-style host splits a plug-in's line at the first "|" into message
@@ -77,6 +74,36 @@ std::string padded(const std::string& text, std::size_t width) {
 }
 
 } // namespace
+
+channel_state limit_state(const host_wire::ChannelOptions& o, std::int64_t value) {
+    if (o.limit_mode() == 0) {
+        return channel_state::ok;
+    }
+    const double v = static_cast<double>(value);
+    if ((o.has_lower_error_limit() && v < o.lower_error_limit()) ||
+        (o.has_upper_error_limit() && v > o.upper_error_limit())) {
+        return channel_state::error;
+    }
+    if ((o.has_lower_warning_limit() && v < o.lower_warning_limit()) ||
+        (o.has_upper_warning_limit() && v > o.upper_warning_limit())) {
+        return channel_state::warning;
+    }
+    return channel_state::ok;
+}
+
+const char* judge_status(const host_wire::SensorScanResult& result,
+                         const std::map<std::int32_t, host_wire::ChannelOptions>& channels) {
+    bool any_error = false;
+    bool any_warning = false;
+    for (const auto& value : result.values()) {
+        if (const auto it = channels.find(value.channel_id()); it != channels.end()) {
+            const auto state = limit_state(it->second, value.value());
+            any_error = any_error || state == channel_state::error;
+            any_warning = any_warning || state == channel_state::warning;
+        }
+    }
+    return status_of(result.response_code(), any_error, any_warning);
+}
 
 const char* state_name(channel_state state) {
     switch (state) {
@@ -128,13 +155,7 @@ scan_view evaluate(const std::string& kind, const host_wire::SensorScanResult& r
         }
         view.channels.push_back(std::move(row));
     }
-    if (view.response_code >= 2 || any_error) {
-        view.status = "error";
-    } else if (view.response_code == 1 || any_warning) {
-        view.status = "warning";
-    } else {
-        view.status = "ok";
-    }
+    view.status = status_of(view.response_code, any_error, any_warning);
     if (view.response_code == 0 && !first_limit_message.empty()) {
         view.message = first_limit_message + " (" + view.message + ")";
     }

@@ -34,6 +34,16 @@ struct scan_view {
     std::vector<channel_row> channels;
 };
 
+// The state of one channel's value under the limits in its options; a
+// broken error limit beats a broken warning limit.
+channel_state limit_state(const host_wire::ChannelOptions& options, std::int64_t value);
+
+// The status that evaluate() gives ("ok", "warning" or "error"), worked out
+// from the numbers alone: what a host needs after every scan, without the
+// translations that only a person looking at the result needs.
+const char* judge_status(const host_wire::SensorScanResult& result,
+                         const std::map<std::int32_t, host_wire::ChannelOptions>& channels);
+
 scan_view evaluate(const std::string& kind, const host_wire::SensorScanResult& result,
                    const std::map<std::int32_t, host_wire::ChannelOptions>& channels, const manifest_model& manifest,
                    const std::string& language);

@@ -89,6 +89,26 @@ TEST(ResultView, ErrorResultsAreTranslatedFromTheirKey) {
         << "an unknown key falls back to the module's English text";
 }
 
+TEST(ResultView, StatusJudgedFromNumbersAgreesWithTheTranslatedView) {
+    auto warned = dns_channels();
+    warned[1].set_limit_mode(1);
+    warned[1].set_has_upper_warning_limit(true);
+    warned[1].set_upper_warning_limit(100.0);
+    host_wire::SensorScanResult refused = result(1, 1, 1);
+    refused.set_response_code(host_wire::SCAN_DOWN);
+    host_wire::SensorScanResult warning = result(1, 1, 1);
+    warning.set_response_code(host_wire::SCAN_WARNING);
+    const std::pair<host_wire::SensorScanResult, const char*> cases[] = {
+        {result(1, 12, 1), "ok"},   {result(1, 500, 1), "warning"}, {result(0, 500, 0), "error"},
+        {refused, "error"},         {warning, "warning"},
+    };
+    for (const auto& [r, expected] : cases) {
+        EXPECT_STREQ(judge_status(r, warned), expected) << r.ShortDebugString();
+        EXPECT_EQ(evaluate("dns_v2", r, warned, manifest(), "English").status, expected) << r.ShortDebugString();
+    }
+    EXPECT_STREQ(judge_status(result(1, 500, 1), dns_channels()), "ok") << "no limit on the response time";
+}
+
 TEST(ResultView, JsonCarriesEveryField) {
     const auto json =
         nlohmann::json::parse(render_json(evaluate("dns_v2", result(1, 5, 2), dns_channels(), manifest(), "English")));

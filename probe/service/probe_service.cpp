@@ -433,7 +433,7 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
     }
     const auto begin = std::chrono::steady_clock::now();
     const std::int32_t code = session_->scan(id);
-    const auto result = session_->take_scan_result(id);
+    auto result = session_->take_scan_result(id);
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     const auto defined = session_->channels(id);
     std::shared_ptr<const host_session::channel_map> judged;
@@ -449,7 +449,7 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
     const auto& channels = *judged;
 
     std::string error_key;
-    std::optional<scan_view> view;
+    const char* status = nullptr; // judged from the result; none without one
     std::string reason;
     if (code != 0) {
         error_key = "probe.scan_refused";
@@ -458,10 +458,11 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
         error_key = "probe.no_result";
         reason = "the scan sent no result";
     } else {
-        view = evaluate(kind, *result, channels, *manifest_, options_.language);
+        status = judge_status(*result, channels);
         if (result->response_code() != 0) {
             error_key = result->message().key().empty() ? "unknown" : result->message().key();
-            reason = view->message;
+            // Translated here only for the log line of a failed scan.
+            reason = evaluate(kind, *result, channels, *manifest_, options_.language).message;
         }
     }
     std::lock_guard lock(sensor->mutex);
@@ -471,9 +472,9 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
     const double now = epoch_seconds();
     sensor->scanned = true;
     sensor->last_scan_time = now;
-    sensor->series->record_scan(view && result->response_code() == 0, seconds, now, error_key);
+    sensor->series->record_scan(status != nullptr && result->response_code() == 0, seconds, now, error_key);
     double response_time = seconds;
-    if (view) {
+    if (status != nullptr) {
         for (const auto& value : result->values()) {
             if (const auto it = channels.find(value.channel_id()); it != channels.end()) {
                 sensor->series->set_channel(it->second, value.value());
@@ -485,11 +486,12 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
         if (kind == "dns_v2") {
             track_answer(*sensor, *result, now);
         }
-        sensor->reason = view->message;
-        set_status(*sensor, view->status == "ok"        ? sensor_status::ok
-                            : view->status == "warning" ? sensor_status::warning
-                                                        : sensor_status::error);
-        sensor->last_view = std::move(view);
+        sensor->reason.clear();
+        set_status(*sensor, std::string_view(status) == "ok"        ? sensor_status::ok
+                            : std::string_view(status) == "warning" ? sensor_status::warning
+                                                                    : sensor_status::error);
+        sensor->last_result = std::move(*result);
+        sensor->last_channels = std::move(judged);
     } else {
         sensor->reason = reason;
         set_status(*sensor, sensor_status::error);
@@ -504,6 +506,13 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
         log_.write(log_level::warning, "scan_error",
                    {{"sensor", sensor->config.name}, {"error", error_key}, {"reason", reason}});
     }
+}
+
+std::optional<scan_view> probe_service::last_view(const sensor_runtime& sensor) const {
+    if (!sensor.last_result || !sensor.last_channels) {
+        return std::nullopt;
+    }
+    return evaluate(sensor.config.kind, *sensor.last_result, *sensor.last_channels, *manifest_, options_.language);
 }
 
 void probe_service::on_module_log(const log_line& line) {

@@ -38,8 +38,12 @@ struct sensor_runtime {
     sensor_config config;
     std::int32_t module_id = 0; // 0 while the module has no instance of it
     sensor_status status = sensor_status::pending;
-    std::string reason; // why it waits or failed, for people
-    std::optional<scan_view> last_view;
+    std::string reason; // why it waits or failed, for people; empty when its last result says it
+    // The last result and the channels it was judged with. Translating it is
+    // left to whoever shows it to people (probe_service::last_view): a scan
+    // needs only its numbers.
+    std::optional<host_wire::SensorScanResult> last_result;
+    std::shared_ptr<const host_session::channel_map> last_channels;
     // The module's channel definitions with the host's limits laid over them,
     // made again only when the definitions (a new map from the session) or the
     // limits (reset by a reload) change.
@@ -113,6 +117,9 @@ public:
     std::shared_ptr<const probe_request_reader> probe_reader() const;
     // The sensors by name, for endpoints; each is locked by its own mutex.
     std::vector<std::shared_ptr<sensor_runtime>> sensors() const;
+    // A sensor's last result, judged and translated for people (none before
+    // its first result). The caller holds the sensor's mutex.
+    std::optional<scan_view> last_view(const sensor_runtime& sensor) const;
     // The module instance id of a sensor (0: none), for tests.
     std::int32_t module_id(const std::string& name) const;
     scheduler& schedule() { return *scheduler_; }

@@ -64,8 +64,11 @@ std::vector<sensor_snapshot> snapshot(const probe_service& service) {
         snap.asks = describe(s->config);
         snap.state = status_name(s->status);
         snap.message = s->reason;
-        if (s->last_view) {
-            snap.channels = s->last_view->channels;
+        if (auto view = service.last_view(*s)) {
+            if (snap.message.empty()) {
+                snap.message = std::move(view->message);
+            }
+            snap.channels = std::move(view->channels);
         }
         snap.last_scan_time = s->last_scan_time;
         snap.last_change_time = s->last_change_time;

@@ -5,6 +5,7 @@
 
 #include <probe_request.hpp>
 #include <probe_service.hpp>
+#include <status_page.hpp>
 
 #include <gtest/gtest.h>
 
@@ -102,6 +103,17 @@ TEST_F(ProbeService, ScansReportsWaitsAndStops) {
     EXPECT_EQ(service_->module_id("gone"), 0) << "a sensor whose check fails is not created";
     EXPECT_NE(log_text_.str().find("precondition_failed sensor=gone reason=\"dns_check failed\""), std::string::npos)
         << log_text_.str();
+    // The status page translates the last result when it is asked for.
+    for (const auto& s : service::snapshot(*service_)) {
+        if (s.name == "a") {
+            EXPECT_EQ(s.message.rfind("OK: A=", 0), 0u) << s.message;
+            ASSERT_EQ(s.channels.size(), 3u);
+            EXPECT_EQ(s.channels[0].name, "Records Resolved");
+        } else if (s.name == "gone") {
+            EXPECT_EQ(s.message, "dns_check failed");
+            EXPECT_TRUE(s.channels.empty());
+        }
+    }
     EXPECT_TRUE(service_->stop());
     EXPECT_EQ(service_->metrics_text().find("sensor=\"a\""), std::string::npos) << "destroyed sensors leave no series";
     EXPECT_NE(log_text_.str().find("stopped sensors=4"), std::string::npos);

@@ -2,7 +2,7 @@
 
 #include <libwexohelper/sensors/sensor_interface.hpp>
 
-#include <map>
+#include <unordered_map>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -26,7 +26,8 @@ public:
 
 private:
     mutable std::mutex mutex_;
-    std::map<int, std::shared_ptr<sensors::sensor_interface>> sensors_;
+    // By hash: a scan looks its sensor up among thousands, and order is never needed.
+    std::unordered_map<int, std::shared_ptr<sensors::sensor_interface>> sensors_;
 };
 
 } // namespace vantrel::kelvane::libwexohelper::module
