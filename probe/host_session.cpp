@@ -50,50 +50,49 @@ void host_session::receive(const uint8_t* data, uint32_t size) {
         runtime_log_.push_back(std::move(line));
         return;
     }
-    std::optional<log_line> line;
-    {
-        std::lock_guard lock(mutex_);
-        switch (envelope.body_case()) {
-        case wire::Envelope::kSensorScanResult:
-            scan_results_[envelope.sensor_scan_result().sensor_id()] =
-                std::move(*envelope.mutable_sensor_scan_result());
-            break;
-        case wire::Envelope::kCheckResult:
-            check_results_[envelope.check_result().check_id()] = std::move(*envelope.mutable_check_result());
-            break;
-        case wire::Envelope::kDynamicChannel: {
-            const auto& channel = envelope.dynamic_channel();
-            auto& current = channels_[channel.sensor_id()];
-            // A map handed out stays as it is; one nobody has seen yet (a
-            // sensor announcing its channels as it is created) grows in place.
-            if (!current.map || current.handed_out) {
-                current.map =
-                    current.map ? std::make_shared<channel_map>(*current.map) : std::make_shared<channel_map>();
-                current.handed_out = false;
+    if (envelope.body_case() == wire::Envelope::kLogMessage) {
+        // Handed on first and then kept, so that the line is moved, not copied:
+        // every call into the module writes two.
+        auto& m = *envelope.mutable_log_message();
+        log_line line{m.source(), m.sensor_id(), m.level(), std::move(*m.mutable_text())};
+        if (on_log_) {
+            on_log_(line);
+        }
+        if (line.source == wire::LogMessage::RUNTIME) {
+            std::lock_guard lock(mutex_);
+            runtime_log_.push_back(std::move(line));
+            if (runtime_log_.size() > runtime_log_capacity) {
+                runtime_log_.pop_front();
             }
-            (*current.map)[channel.options().id()] = channel.options();
-            break;
         }
-        case wire::Envelope::kModuleInformation:
-            pending_information_ = std::move(*envelope.mutable_module_information()->mutable_manifest_json());
-            break;
-        case wire::Envelope::kLogMessage: {
-            auto& m = *envelope.mutable_log_message();
-            line = log_line{m.source(), m.sensor_id(), m.level(), std::move(*m.mutable_text())};
-            if (line->source == wire::LogMessage::RUNTIME) {
-                runtime_log_.push_back(*line);
-                if (runtime_log_.size() > runtime_log_capacity) {
-                    runtime_log_.pop_front();
-                }
-            }
-            break;
-        }
-        case wire::Envelope::BODY_NOT_SET:
-            break;
-        }
+        return;
     }
-    if (line && on_log_) {
-        on_log_(*line);
+    std::lock_guard lock(mutex_);
+    switch (envelope.body_case()) {
+    case wire::Envelope::kSensorScanResult:
+        scan_results_[envelope.sensor_scan_result().sensor_id()] = std::move(*envelope.mutable_sensor_scan_result());
+        break;
+    case wire::Envelope::kCheckResult:
+        check_results_[envelope.check_result().check_id()] = std::move(*envelope.mutable_check_result());
+        break;
+    case wire::Envelope::kDynamicChannel: {
+        const auto& channel = envelope.dynamic_channel();
+        auto& current = channels_[channel.sensor_id()];
+        // A map handed out stays as it is; one nobody has seen yet (a
+        // sensor announcing its channels as it is created) grows in place.
+        if (!current.map || current.handed_out) {
+            current.map = current.map ? std::make_shared<channel_map>(*current.map) : std::make_shared<channel_map>();
+            current.handed_out = false;
+        }
+        (*current.map)[channel.options().id()] = channel.options();
+        break;
+    }
+    case wire::Envelope::kModuleInformation:
+        pending_information_ = std::move(*envelope.mutable_module_information()->mutable_manifest_json());
+        break;
+    case wire::Envelope::kLogMessage:
+    case wire::Envelope::BODY_NOT_SET:
+        break;
     }
 }
 

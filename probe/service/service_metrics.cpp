@@ -230,6 +230,12 @@ std::string service_metrics::text() const {
 }
 
 void sensor_series::set_state(const std::string& state) {
+    // Mostly the same as after the last scan: five cold series left alone.
+    std::lock_guard lock(mutex_);
+    if (state == state_) {
+        return;
+    }
+    state_ = state;
     for (const auto& [name, gauge] : states_) {
         gauge->Set(name == state ? 1 : 0);
     }

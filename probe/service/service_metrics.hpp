@@ -56,7 +56,8 @@ private:
     prometheus::Gauge* last_scan_ = nullptr;
     prometheus::Counter* answer_changes_ = nullptr; // dns_v2 only
     prometheus::Gauge* last_change_ = nullptr;      // dns_v2 only
-    std::mutex mutex_;                              // guards the three maps below
+    std::mutex mutex_;                              // guards the state and the three maps below
+    std::string state_;                             // the one the state series show; "" for none
     std::map<std::string, prometheus::Counter*> errors_;
     std::map<std::string, prometheus::Gauge*> channels_; // by metric name
     // What each channel id became, so that a scan does not derive the metric

@@ -64,6 +64,20 @@ TEST(ServiceMetrics, SeriesCarryTheSensorsLabelsAndConvertedValues) {
     EXPECT_TRUE(has_line(text, "wexo_servers_reached_ratio{" + labels + "} 0.5"));
 }
 
+TEST(ServiceMetrics, StateSeriesFollowEveryChangeAndRepeat) {
+    service_metrics metrics;
+    auto series = metrics.add_sensor("s", "dns_v2", {}, {});
+    for (const std::string state : {"ok", "ok", "error", "error", "ok", "waiting", ""}) {
+        series->set_state(state);
+        const std::string text = metrics.text();
+        for (const char* each : {"ok", "warning", "error", "waiting"}) {
+            EXPECT_TRUE(has_line(text, std::string(R"(wexo_sensor_state{kind="dns_v2",sensor="s",state=")") + each +
+                                           "\"} " + (each == state ? "1" : "0")))
+                << "after " << state << ":\n" << text;
+        }
+    }
+}
+
 TEST(ServiceMetrics, ARemovedSensorLeavesNoSeries) {
     service_metrics metrics;
     auto kept = metrics.add_sensor("kept", "dns_v2", {}, {{"host", "h"}});
