@@ -99,8 +99,8 @@ TEST(ResultView, StatusJudgedFromNumbersAgreesWithTheTranslatedView) {
     host_wire::SensorScanResult warning = result(1, 1, 1);
     warning.set_response_code(host_wire::SCAN_WARNING);
     const std::pair<host_wire::SensorScanResult, const char*> cases[] = {
-        {result(1, 12, 1), "ok"},   {result(1, 500, 1), "warning"}, {result(0, 500, 0), "error"},
-        {refused, "error"},         {warning, "warning"},
+        {result(1, 12, 1), "ok"}, {result(1, 500, 1), "warning"}, {result(0, 500, 0), "error"},
+        {refused, "error"},       {warning, "warning"},
     };
     for (const auto& [r, expected] : cases) {
         EXPECT_STREQ(judge_status(r, warned), expected) << r.ShortDebugString();

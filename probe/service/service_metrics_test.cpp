@@ -73,7 +73,8 @@ TEST(ServiceMetrics, StateSeriesFollowEveryChangeAndRepeat) {
         for (const char* each : {"ok", "warning", "error", "waiting"}) {
             EXPECT_TRUE(has_line(text, std::string(R"(wexo_sensor_state{kind="dns_v2",sensor="s",state=")") + each +
                                            "\"} " + (each == state ? "1" : "0")))
-                << "after " << state << ":\n" << text;
+                << "after " << state << ":\n"
+                << text;
         }
     }
 }

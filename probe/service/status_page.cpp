@@ -13,7 +13,8 @@ namespace {
 std::string describe(const sensor_config& config) {
     const std::string host = setting_value(config.settings, "host");
     if (config.kind == "dns_v2") {
-        return setting_value(config.settings, "record_type") + " " + setting_value(config.settings, "domain") + " at " + host;
+        return setting_value(config.settings, "record_type") + " " + setting_value(config.settings, "domain") + " at " +
+               host;
     }
     if (config.kind == "ip_reputation_score_sensor") {
         std::size_t lines = 0;
