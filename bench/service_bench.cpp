@@ -18,10 +18,12 @@
 //
 // --module-sensors N lets the module's baseline scan only N of the sensors in
 // turn (at the same pace), which shows how much of what it costs beyond the
-// bare pattern comes from holding many sensors.
+// bare pattern comes from holding many sensors. --calibrate 1 runs a second
+// bare pattern in the module's place: two processes that do the same work,
+// so their ratio shows how far this way of measuring can be trusted.
 //
 //   service_bench [--sensors 1000] [--interval 60] [--workers 64] [--slices 12] [--module-sensors N]
-//                 [--soak 1000000]
+//                 [--calibrate 1] [--soak 1000000]
 //
 // The DNS server runs in a child process, so that its CPU time is not counted
 // as the service's. It binds port 53 of 127.95.0.1, which the precondition of
@@ -70,6 +72,7 @@ struct settings {
     long long soak = 0;
     int slices = 12;
     int module_sensors = 0; // 0: as many as the service has
+    bool calibrate = false; // a second bare pattern in place of the module
 };
 
 std::string config_text(const settings& s) {
@@ -183,7 +186,8 @@ class paced_child {
 public:
     using scan = std::function<bool(long)>;
 
-    paced_child(const char* what, std::function<scan()> prepare, double rate, long count, int workers, int slices)
+    paced_child(const char* what, std::function<scan()> prepare, double rate, long count, int workers, int slices,
+                double phase)
         : what_(what), child_([&](int from_parent, int to_parent) {
               cost c;
               slice_marks marks;
@@ -202,12 +206,15 @@ public:
                                         [&] { return started.load(std::memory_order_relaxed); });
                       });
                       const auto before = bench::process_usage::now();
-                      bench::run_paced(rate, count, workers, [&](long k) {
-                          started.fetch_add(1, std::memory_order_relaxed);
-                          if (!job(k)) {
-                              ++failed;
-                          }
-                      });
+                      bench::run_paced(
+                          rate, count, workers,
+                          [&](long k) {
+                              started.fetch_add(1, std::memory_order_relaxed);
+                              if (!job(k)) {
+                                  ++failed;
+                              }
+                          },
+                          phase);
                       c = per_scan(bench::process_usage::now() - before, count, failed);
                       sampler.join();
                   }
@@ -299,7 +306,9 @@ void print_cost(const char* what, const cost& c, double service_cpu) {
 }
 
 // The ratios of CPU per scan slice by slice, their medians and spread.
-void print_slices(const slice_marks& service, const slice_marks& module, const slice_marks& bare, int interval) {
+// `first` names the first baseline ("module", or the calibration's second bare pattern).
+void print_slices(const slice_marks& service, const slice_marks& module, const slice_marks& bare, int interval,
+                  const std::string& first) {
     std::vector<double> service_bare;
     std::vector<double> module_bare;
     std::vector<double> service_module;
@@ -324,8 +333,8 @@ void print_slices(const slice_marks& service, const slice_marks& module, const s
     std::printf("  CPU per scan, ratios in %zu slices of %.1f s each, all three sampled at the same instants:\n",
                 service_bare.size(), static_cast<double>(interval) / service.count);
     line("service / bare", service_bare);
-    line("module / bare", module_bare);
-    line("service / module", service_module);
+    line((first + " / bare").c_str(), module_bare);
+    line(("service / " + first).c_str(), service_module);
 }
 
 // Stops the service and tells how long that took (every sensor is destroyed
@@ -357,12 +366,20 @@ int run(const settings& s) {
     const long count = static_cast<long>(rate * s.interval);
     std::vector<std::unique_ptr<paced_child>> baselines;
     if (s.soak == 0) {
+        // Half a slot apart, so that the two never fall due together; the
+        // service's due times are spread over the interval and meet both alike.
+        if (s.calibrate) {
+            baselines.push_back(std::make_unique<paced_child>(
+                "calibration: bare pattern, phase 0", [&] { return bare_queries(bare_port); }, rate, count, s.workers,
+                s.slices, 0.0));
+        } else {
+            baselines.push_back(std::make_unique<paced_child>(
+                "module through its exports, same pace", [&] { return module_scans(s); }, rate, count, s.workers,
+                s.slices, 0.0));
+        }
         baselines.push_back(std::make_unique<paced_child>(
-            "module through its exports, same pace", [&] { return module_scans(s); }, rate, count, s.workers,
-            s.slices));
-        baselines.push_back(std::make_unique<paced_child>(
-            "bare c-ares pattern, same pace", [&] { return bare_queries(bare_port); }, rate, count, s.workers,
-            s.slices));
+            "bare c-ares pattern, same pace", [&] { return bare_queries(bare_port); }, rate, count, s.workers, s.slices,
+            0.5));
     }
     std::ostringstream log_text;
     service::service_log log(log_text, "text", "error");
@@ -481,7 +498,8 @@ int run(const settings& s) {
             }
             print_cost("bare c-ares pattern, one thread in a loop", bare_in_a_loop(bare_port), service_cost.cpu);
             if (baselines.size() == 2) {
-                print_slices(marks, baselines[0]->marks(), baselines[1]->marks(), s.interval);
+                print_slices(marks, baselines[0]->marks(), baselines[1]->marks(), s.interval,
+                             s.calibrate ? "calibration" : "module");
             }
             std::printf("  target: service / bare at the same pace <= 1.10 (median of the slices); load average at the "
                         "end %s\n",
@@ -518,10 +536,12 @@ int main(int argc, char** argv) {
             s.slices = static_cast<int>(value);
         } else if (flag == "--module-sensors") {
             s.module_sensors = static_cast<int>(value);
+        } else if (flag == "--calibrate") {
+            s.calibrate = value != 0;
         } else {
             std::cerr
                 << "usage: service_bench [--sensors N] [--interval S] [--workers N] [--slices N] [--module-sensors N] "
-                   "[--soak SCANS]\n";
+                   "[--calibrate 1] [--soak SCANS]\n";
             return 2;
         }
     }
