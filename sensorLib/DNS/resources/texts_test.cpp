@@ -1,4 +1,5 @@
 #include <dns/manifest.hpp>
+#include <libstringutils/utf8.hpp>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -26,54 +27,6 @@ const ordered& translation(const std::string& language) {
 
 std::string english(const std::string& key) {
     return translation("English").at(key).at("Display");
-}
-
-// Strict UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
-bool valid_utf8(std::string_view text) {
-    std::size_t i = 0;
-    while (i < text.size()) {
-        const auto lead = static_cast<unsigned char>(text[i]);
-        std::size_t length = 0;
-        char32_t code = 0;
-        char32_t minimum = 0;
-        if (lead < 0x80) {
-            ++i;
-            continue;
-        }
-        if ((lead & 0xE0) == 0xC0) {
-            length = 2, code = lead & 0x1F, minimum = 0x80;
-        } else if ((lead & 0xF0) == 0xE0) {
-            length = 3, code = lead & 0x0F, minimum = 0x800;
-        } else if ((lead & 0xF8) == 0xF0) {
-            length = 4, code = lead & 0x07, minimum = 0x10000;
-        } else {
-            return false;
-        }
-        if (i + length > text.size()) {
-            return false;
-        }
-        for (std::size_t k = 1; k < length; ++k) {
-            const auto next = static_cast<unsigned char>(text[i + k]);
-            if ((next & 0xC0) != 0x80) {
-                return false;
-            }
-            code = (code << 6) | (next & 0x3F);
-        }
-        if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) {
-            return false;
-        }
-        i += length;
-    }
-    return true;
-}
-
-TEST(valid_utf8, rejects_what_a_host_could_not_display) {
-    EXPECT_TRUE(valid_utf8("plain, Größe, 設定, Настройки, 😀"));
-    EXPECT_FALSE(valid_utf8("\xC3"));             // cut short
-    EXPECT_FALSE(valid_utf8("\xC0\xAF"));         // overlong "/"
-    EXPECT_FALSE(valid_utf8("\xED\xA0\x80"));     // surrogate
-    EXPECT_FALSE(valid_utf8("\xF4\x90\x80\x80")); // above U+10FFFF
-    EXPECT_FALSE(valid_utf8("\xFF"));
 }
 
 // Markup tags and placeholders of a text, sorted: a translation may move them, but must keep each one.
@@ -173,7 +126,7 @@ TEST_P(language, keeps_markup_and_placeholders_of_the_english_text) {
 
 TEST_P(language, texts_are_valid_utf8) {
     for (const auto& [key, entry] : translation(GetParam().name).items()) {
-        EXPECT_TRUE(valid_utf8(entry.at("Display").get<std::string>())) << key;
+        EXPECT_TRUE(libstringutils::is_valid_utf8(entry.at("Display").get<std::string>())) << key;
     }
 }
 
@@ -303,7 +256,7 @@ TEST(catalogue, english_markup_is_balanced) {
 }
 
 TEST(catalogue, whole_manifest_is_valid_utf8) {
-    EXPECT_TRUE(valid_utf8(manifest_json()));
+    EXPECT_TRUE(libstringutils::is_valid_utf8(manifest_json()));
 }
 
 } // namespace
