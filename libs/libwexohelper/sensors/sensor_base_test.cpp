@@ -2,6 +2,7 @@
 #include <libwexohelper/sensors/sensor_base.hpp>
 
 #include <testing/recording_host.hpp>
+#include <testing/sensor_data.hpp>
 
 #include <gtest/gtest.h>
 
@@ -68,16 +69,10 @@ private:
 };
 
 std::string settings_bytes(const std::string& behaviour, const std::string& logging = "enabled",
-                           std::map<int, std::string> known_channels = {}) {
-    wire::SensorData data;
-    data.set_kind("test_sensor");
-    (*data.mutable_settings())["behaviour"] = behaviour;
-    (*data.mutable_settings())["logging"] = logging;
-    (*data.mutable_settings())["vantrelcloudapikey"] = "s3cret-key";
-    for (const auto& [id, name] : known_channels) {
-        (*data.mutable_channels())[id] = name;
-    }
-    return data.SerializeAsString();
+                           const std::map<int, std::string>& known_channels = {}) {
+    return testing::sensor_data_bytes(
+        "test_sensor", {{"behaviour", behaviour}, {"logging", logging}, {"vantrelcloudapikey", "s3cret-key"}},
+        known_channels);
 }
 
 class ScanFrame : public ::testing::Test {
@@ -86,8 +81,7 @@ protected:
 
     void create(int id, const std::string& behaviour, const std::string& logging = "enabled",
                 std::map<int, std::string> known = {}) {
-        const auto bytes = settings_bytes(behaviour, logging, std::move(known));
-        const settings::sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+        const auto wrapper = testing::wrap(settings_bytes(behaviour, logging, known));
         ASSERT_EQ(dispatcher.create_sensor_instance(id, wrapper), responses::sensor_create_response_code::ok);
     }
     std::vector<wire::SensorScanResult> results() {
@@ -215,8 +209,7 @@ TEST_F(ScanFrame, ChannelHelpersWithoutAChannelMapFailBeforeAskingIt) {
 
 TEST_F(ScanFrame, DuplicateIdIsMadeThenRefusedByTheStockAndTheFirstSensorStays) {
     create(3, "ok");
-    const auto bytes = settings_bytes("std");
-    const settings::sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto wrapper = testing::wrap(settings_bytes("std"));
     host.take();
     try {
         dispatcher.create_sensor_instance(3, wrapper);
@@ -270,19 +263,13 @@ TEST_F(ScanFrame, ResultOfASensorDestroyedDuringItsScanIsDroppedNotSentUnderTheN
 }
 
 TEST_F(ScanFrame, BadSettingsEndTheFactoryWithTheErrorAndNoSensor) {
-    wire::SensorData data;
-    data.set_kind("test_sensor"); // no "behaviour" setting
-    const auto bytes = data.SerializeAsString();
-    const settings::sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto wrapper = testing::wrap(testing::sensor_data_bytes("test_sensor", {})); // no "behaviour" setting
     EXPECT_THROW(dispatcher.create_sensor_instance(2, wrapper), utils::exceptions::setting_not_available);
     EXPECT_FALSE(dispatcher.stock().contains(2));
 }
 
 TEST_F(ScanFrame, TrueCheckIsAnsweredByThePlatform) {
-    wire::SensorData data;
-    data.set_kind("true_check");
-    const auto bytes = data.SerializeAsString();
-    const settings::sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto wrapper = testing::wrap(testing::sensor_data_bytes("true_check", {}));
     EXPECT_EQ(dispatcher.execute_check(12, wrapper), responses::check_response_code::ok);
     const auto checks = host.take_if([](const wire::Envelope& e) { return e.has_check_result(); });
     ASSERT_EQ(checks.size(), 1u);
@@ -292,8 +279,7 @@ TEST_F(ScanFrame, TrueCheckIsAnsweredByThePlatform) {
 
 TEST_F(ScanFrame, MetaScanIsRefusedForKnownAndUnknownSensors) {
     create(1, "ok");
-    const auto bytes = settings_bytes("ok");
-    const settings::sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto wrapper = testing::wrap(settings_bytes("ok"));
     EXPECT_EQ(dispatcher.execute_meta_scan(1, 0, wrapper), responses::meta_scan_response_code::no_meta_scan);
     EXPECT_EQ(dispatcher.execute_meta_scan(2, 0, wrapper), responses::meta_scan_response_code::unknown_id);
 }

@@ -1,6 +1,7 @@
 #include <libwexohelper/settings/kinds.hpp>
 #include <libwexohelper/settings/sensor_data_wrapper.hpp>
 #include <libwexohelper/utils/exceptions.hpp>
+#include <testing/sensor_data.hpp>
 
 #include <gtest/gtest.h>
 #include <wexo.pb.h>
@@ -48,10 +49,6 @@ TEST(KindString, LengthIsLimitedByTheRulesOrTheDefault) {
                  utils::exceptions::string_too_long);
 }
 
-std::string bytes_of(const wire::SensorData& data) {
-    return data.SerializeAsString();
-}
-
 TEST(SensorDataWrapper, LooksUpSettingsChannelsAndPersistentData) {
     wire::SensorData data;
     data.set_kind("dns_v2");
@@ -59,8 +56,7 @@ TEST(SensorDataWrapper, LooksUpSettingsChannelsAndPersistentData) {
     (*data.mutable_settings())["empty"] = "";
     (*data.mutable_channels())[2] = "Response Time";
     (*data.mutable_persistent_data())["last"] = "x";
-    const auto bytes = bytes_of(data);
-    const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto wrapper = testing::wrap(data.SerializeAsString());
     ASSERT_TRUE(wrapper.valid());
     EXPECT_EQ(wrapper.kind(), "dns_v2");
     EXPECT_EQ(wrapper.get_value("host"), "127.0.0.1");
@@ -81,7 +77,7 @@ TEST(SensorDataWrapper, LooksUpSettingsChannelsAndPersistentData) {
 
 TEST(SensorDataWrapper, InvalidBytesLeaveAnInvalidWrapperWithAReason) {
     const std::string garbage = "\x0a\xff\xff\xff\x0f";
-    const sensor_data_wrapper wrapper(garbage.data(), static_cast<std::uint32_t>(garbage.size()));
+    const auto wrapper = testing::wrap(garbage);
     EXPECT_FALSE(wrapper.valid());
     EXPECT_EQ(wrapper.error(), "Settings data of 5 bytes is not a valid settings message.");
     EXPECT_EQ(wrapper.to_json(), "{}");
@@ -119,12 +115,12 @@ TEST(SensorDataWrapper, TextThatIsNotUtf8IsRefusedNamingTheSetting) {
          "Settings data is refused: the name of channel 3 is not valid UTF-8 text."},
     };
     for (const auto& c : cases) {
-        const sensor_data_wrapper wrapper(c.bytes.data(), static_cast<std::uint32_t>(c.bytes.size()));
+        const auto wrapper = testing::wrap(c.bytes);
         EXPECT_FALSE(wrapper.valid());
         EXPECT_EQ(wrapper.error(), c.reason);
     }
     const std::string fine = delimited('\x0a', "dns_v2") + settings_entry("domain", "caf\xc3\xa9");
-    const sensor_data_wrapper accepted(fine.data(), static_cast<std::uint32_t>(fine.size()));
+    const auto accepted = testing::wrap(fine);
     EXPECT_TRUE(accepted.valid()) << accepted.error();
     EXPECT_EQ(accepted.get_value("domain"), "caf\xc3\xa9");
 }
@@ -135,8 +131,7 @@ TEST(SensorDataWrapper, JsonMasksEverySecureSetting) {
     (*data.mutable_settings())["vantrelcloudapikey"] = "top-secret";
     (*data.mutable_settings())["x.y.vantrelcloudapikey"] = "also-secret";
     (*data.mutable_settings())["host"] = "ns1";
-    const auto bytes = bytes_of(data);
-    const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto wrapper = testing::wrap(data.SerializeAsString());
     const auto json = wrapper.to_json();
     EXPECT_EQ(json.find("secret"), std::string::npos) << json;
     EXPECT_NE(json.find("\"vantrelcloudapikey\":\"********\""), std::string::npos) << json;
@@ -155,8 +150,7 @@ TEST(SensorDataWrapper, JsonListsEveryMapSortedByKey) {
     }
     (*data.mutable_persistent_data())["z"] = "1";
     (*data.mutable_persistent_data())["m"] = "2";
-    const auto bytes = bytes_of(data);
-    const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto wrapper = testing::wrap(data.SerializeAsString());
     EXPECT_EQ(wrapper.to_json(), R"({"kind":"dns_v2","settings":{"a.z":"v","b":"v","host":"v","x.a":"v","x.b":"v"},)"
                                  R"("channels":{"-3":"c","2":"c","10":"c","1000":"c"},)"
                                  R"("persistent_data":{"m":"2","z":"1"}})");

@@ -4,7 +4,7 @@
 #include <libwexohelper/utils/exceptions.hpp>
 
 #include <gtest/gtest.h>
-#include <wexo.pb.h>
+#include <testing/sensor_data.hpp>
 
 #include <map>
 #include <optional>
@@ -14,8 +14,7 @@ namespace {
 
 using libwexohelper::utils::exceptions::setting_selection_parse_error;
 
-template <class Parse>
-std::string parse_error_text(Parse parse, std::string_view text) {
+template <class Parse> std::string parse_error_text(Parse parse, std::string_view text) {
     try {
         parse(text);
     } catch (const setting_selection_parse_error& e) {
@@ -32,20 +31,25 @@ TEST(Enumerations, OnlyIpversionTakesDigits) {
     EXPECT_EQ(parse_error_text(parse_logging, "1"), "Value \"1\" could not be parsed into selection type \"logging\".");
     EXPECT_EQ(parse_error_text(parse_apply_filter, "0"),
               "Value \"0\" could not be parsed into selection type \"apply_filter\".");
-    EXPECT_EQ(parse_error_text(parse_record_type, "0"), "Value \"0\" could not be parsed into selection type \"record_type\".");
+    EXPECT_EQ(parse_error_text(parse_record_type, "0"),
+              "Value \"0\" could not be parsed into selection type \"record_type\".");
 }
 
 TEST(Enumerations, ComparisonIsCaseSensitiveAndNamesTheSelection) {
-    EXPECT_EQ(parse_error_text(parse_ipversion, "ipv6"), "Value \"ipv6\" could not be parsed into selection type \"ipversion\".");
+    EXPECT_EQ(parse_error_text(parse_ipversion, "ipv6"),
+              "Value \"ipv6\" could not be parsed into selection type \"ipversion\".");
     EXPECT_EQ(parse_error_text(parse_logging, "Enabled"),
               "Value \"Enabled\" could not be parsed into selection type \"logging\".");
-    EXPECT_EQ(parse_error_text(parse_record_type, ""), "Value \"\" could not be parsed into selection type \"record_type\".");
-    EXPECT_EQ(parse_error_text(parse_record_type, "mx"), "Value \"mx\" could not be parsed into selection type \"record_type\".");
+    EXPECT_EQ(parse_error_text(parse_record_type, ""),
+              "Value \"\" could not be parsed into selection type \"record_type\".");
+    EXPECT_EQ(parse_error_text(parse_record_type, "mx"),
+              "Value \"mx\" could not be parsed into selection type \"record_type\".");
     EXPECT_EQ(parse_error_text(parse_dns_resolver, "System"),
               "Value \"System\" could not be parsed into selection type \"dns_resolver\".");
     EXPECT_EQ(parse_error_text(parse_apply_filter, "Enabled"),
               "Value \"Enabled\" could not be parsed into selection type \"apply_filter\".");
-    EXPECT_EQ(parse_error_text(parse_ipversion, "IPv4 "), "Value \"IPv4 \" could not be parsed into selection type \"ipversion\".");
+    EXPECT_EQ(parse_error_text(parse_ipversion, "IPv4 "),
+              "Value \"IPv4 \" could not be parsed into selection type \"ipversion\".");
 }
 
 TEST(Enumerations, EveryWordReadsAsItsValueAndRecordTypesNameBack) {
@@ -64,17 +68,12 @@ TEST(Enumerations, EveryWordReadsAsItsValueAndRecordTypesNameBack) {
 
 class CommonSettings : public ::testing::Test {
 protected:
-    std::map<std::string, std::string> settings{{"host", "127.0.0.1"}, {"logging", "enabled"}, {"timeout", "10"},
-                                                {"vantrelcloudapikey", "key"}, {"ipversion", "IPv4"},
-                                                {"interval", "60"}};
+    std::map<std::string, std::string> settings{{"host", "127.0.0.1"}, {"logging", "enabled"},
+                                                {"timeout", "10"},     {"vantrelcloudapikey", "key"},
+                                                {"ipversion", "IPv4"}, {"interval", "60"}};
     common_settings read() const {
-        wire::SensorData data;
-        for (const auto& [k, v] : settings) {
-            (*data.mutable_settings())[k] = v;
-        }
-        const auto bytes = data.SerializeAsString();
-        const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-        return common_settings::read(wrapper);
+        return common_settings::read(
+            libwexohelper::testing::wrap(libwexohelper::testing::sensor_data_bytes("", settings)));
     }
     std::string failure() const {
         try {

@@ -4,6 +4,7 @@
 
 #include <testing/fake_dns_client.hpp>
 #include <testing/recording_host.hpp>
+#include <testing/sensor_data.hpp>
 
 #include <gtest/gtest.h>
 
@@ -19,25 +20,18 @@ using testing::fake_dns;
 
 class DnsCheck : public ::testing::Test {
 protected:
-    void register_fake() {
-        host.container->add_factory<dns_helper_factory>(testing::fake_dns_factory(dns));
-    }
+    void register_fake() { host.container->add_factory<dns_helper_factory>(testing::fake_dns_factory(dns)); }
 
     // The success flag of the one check result sent.
     bool run(const std::string& ipversion = "IPv6") {
-        wire::SensorData data;
-        data.set_kind("dns_check");
-        auto& s = *data.mutable_settings();
-        s["host"] = "192.0.2.1";
-        s["logging"] = "disabled";
-        s["timeout"] = "3";
-        s["ipversion"] = ipversion;
-        s["interval"] = "60";
         // A sensor port of its own must not move the check off port 53.
-        s["dns_sensor_section.dns_sensor_group.port"] = "5353";
-        const auto bytes = data.SerializeAsString();
-        const libwexohelper::settings::sensor_data_wrapper wrapper(bytes.data(),
-                                                                   static_cast<std::uint32_t>(bytes.size()));
+        const auto wrapper = libwexohelper::testing::wrap(libwexohelper::testing::sensor_data_bytes(
+            "dns_check", {{"host", "192.0.2.1"},
+                          {"logging", "disabled"},
+                          {"timeout", "3"},
+                          {"ipversion", ipversion},
+                          {"interval", "60"},
+                          {"dns_sensor_section.dns_sensor_group.port", "5353"}}));
         dns_check check(host.container, 4, wrapper);
         host.take();
         static_cast<libwexohelper::checks::check_interface&>(check).check();

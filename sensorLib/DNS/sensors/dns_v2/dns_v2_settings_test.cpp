@@ -2,11 +2,11 @@
 #include <dns/manifest_settings.hpp>
 
 #include <libwexohelper/utils/exceptions.hpp>
+#include <testing/sensor_data.hpp>
 
 #include <gtest/gtest.h>
 
 #include <ostream>
-#include <wexo.pb.h>
 
 #include <algorithm>
 #include <map>
@@ -17,7 +17,6 @@
 namespace vantrel::kelvane::dns::settings {
 namespace {
 
-using libwexohelper::settings::sensor_data_wrapper;
 using settings_map = std::map<std::string, std::string>;
 
 const std::string prefix = "dns_sensor_section.dns_sensor_group.";
@@ -37,20 +36,13 @@ settings_map valid_settings() {
 }
 
 std::string bytes_of(const settings_map& settings) {
-    wire::SensorData data;
-    data.set_kind("dns_v2");
-    for (const auto& [key, value] : settings) {
-        (*data.mutable_settings())[key] = value;
-    }
-    return data.SerializeAsString();
+    return libwexohelper::testing::sensor_data_bytes("dns_v2", settings);
 }
 
 // The English text of what reading throws, or "ok".
 std::string read_outcome(const settings_map& settings) {
-    const auto bytes = bytes_of(settings);
-    const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
     try {
-        dns_v2::read(wrapper);
+        dns_v2::read(libwexohelper::testing::wrap(bytes_of(settings)));
     } catch (const std::bad_optional_access&) {
         return "not a number";
     } catch (const std::exception& e) {
@@ -60,9 +52,7 @@ std::string read_outcome(const settings_map& settings) {
 }
 
 TEST(DnsV2Settings, ReadsCommonAndOwnFieldsIntoTheirPlaces) {
-    const auto bytes = bytes_of(valid_settings());
-    const sensor_data_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-    const auto s = dns_v2::read(wrapper);
+    const auto s = dns_v2::read(libwexohelper::testing::wrap(bytes_of(valid_settings())));
     EXPECT_EQ(s.host, "192.0.2.7");
     EXPECT_EQ(s.ipversion, ipversion::ipv6);
     EXPECT_FALSE(s.logging_enabled());
@@ -80,8 +70,9 @@ struct settings_case {
     std::string outcome;
 };
 // Cases print as their name in test output.
-void PrintTo(const settings_case& c, std::ostream* out) { *out << c.name; }
-
+void PrintTo(const settings_case& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class DnsV2SettingsCase : public ::testing::TestWithParam<settings_case> {};
 
@@ -127,22 +118,6 @@ INSTANTIATE_TEST_SUITE_P(
                                     "Setting value 1000 is bigger than the allowed value of 900."}),
     [](const auto& info) { return info.param.name; });
 
-// Records every key the reader asks for.
-class recording_wrapper final : public sensor_data_wrapper {
-public:
-    explicit recording_wrapper(const std::string& bytes)
-        : sensor_data_wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size())) {}
-    std::string get_value(std::string_view key) const override {
-        asked.emplace(key);
-        return sensor_data_wrapper::get_value(key);
-    }
-    std::string get_value(std::string_view key, bool& found) const override {
-        asked.emplace(key);
-        return sensor_data_wrapper::get_value(key, found);
-    }
-    mutable std::set<std::string> asked;
-};
-
 TEST(DnsV2Settings, EveryKeyOfTheSensorsSectionThatIsReadIsDeclaredInTheManifest) {
     // Start from exactly what the manifest declares, with its defaults.
     settings_map settings{
@@ -154,7 +129,7 @@ TEST(DnsV2Settings, EveryKeyOfTheSensorsSectionThatIsReadIsDeclaredInTheManifest
     }
     settings[prefix + "domain"] = "example.test";
 
-    const recording_wrapper wrapper(bytes_of(settings));
+    const auto wrapper = libwexohelper::testing::wrap<libwexohelper::testing::recording_wrapper>(bytes_of(settings));
     const auto read = dns_v2::read(wrapper);
     EXPECT_EQ(read.record_type, record_type::A) << "the manifest's defaults must read";
     EXPECT_EQ(read.port, 53);
@@ -162,7 +137,7 @@ TEST(DnsV2Settings, EveryKeyOfTheSensorsSectionThatIsReadIsDeclaredInTheManifest
     const auto keys = manifest_setting_keys("dns_v2");
     const std::set<std::string> common{"host", "logging", "timeout", "vantrelcloudapikey", "ipversion", "interval"};
     std::size_t own = 0;
-    for (const auto& key : wrapper.asked) {
+    for (const auto& key : std::set<std::string>(wrapper.asked.begin(), wrapper.asked.end())) {
         if (common.contains(key)) {
             continue;
         }

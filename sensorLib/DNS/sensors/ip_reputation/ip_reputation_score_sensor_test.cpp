@@ -6,6 +6,7 @@
 
 #include <testing/fake_dns_client.hpp>
 #include <testing/recording_host.hpp>
+#include <testing/sensor_data.hpp>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -291,44 +292,23 @@ TEST_F(IpReputationSensor, LifecycleLinesAndChannels) {
                  libwexohelper::utils::exceptions::factory_not_available);
 }
 
-// A wrapper that remembers every key asked for.
-class recording_wrapper final : public libwexohelper::settings::sensor_data_wrapper {
-public:
-    using sensor_data_wrapper::sensor_data_wrapper;
-    std::string get_value(std::string_view key) const override {
-        asked.emplace_back(key);
-        return sensor_data_wrapper::get_value(key);
-    }
-    std::string get_value(std::string_view key, bool& found) const override {
-        asked.emplace_back(key);
-        return sensor_data_wrapper::get_value(key, found);
-    }
-    mutable std::vector<std::string> asked;
-};
+namespace helper = libwexohelper::testing;
 
-std::string settings_bytes(const std::map<std::string, std::string>& overrides) {
-    wire::SensorData data;
-    data.set_kind("ip_reputation_score_sensor");
-    auto& s = *data.mutable_settings();
+// The manifest's defaults, then a device's common settings, then `overrides`.
+std::string settings_bytes(const helper::settings_map& overrides) {
+    helper::settings_map s{
+        {"host", "192.0.2.1"}, {"logging", "enabled"}, {"timeout", "3"}, {"ipversion", "IPv4"}, {"interval", "60"}};
     for (const auto& m : manifest_settings("ip_reputation_score_sensor")) {
         s[m.key] = m.default_value;
-    }
-    for (const auto& [k, v] : std::map<std::string, std::string>{{"host", "192.0.2.1"},
-                                                                 {"logging", "enabled"},
-                                                                 {"timeout", "3"},
-                                                                 {"ipversion", "IPv4"},
-                                                                 {"interval", "60"}}) {
-        s[k] = v;
     }
     for (const auto& [k, v] : overrides) {
         s[k] = v;
     }
-    return data.SerializeAsString();
+    return helper::sensor_data_bytes("ip_reputation_score_sensor", s);
 }
 
 TEST(IpReputationSettings, EveryOwnKeyReadIsDeclaredInTheManifest) {
-    const std::string bytes = settings_bytes({});
-    const recording_wrapper wrapper(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    const auto wrapper = helper::wrap<helper::recording_wrapper>(settings_bytes({}));
     const auto record = settings::ip_reputation_score_sensor::read(wrapper);
     const auto declared = manifest_setting_keys("ip_reputation_score_sensor");
 
@@ -345,10 +325,7 @@ TEST(IpReputationSettings, EveryOwnKeyReadIsDeclaredInTheManifest) {
 
 TEST(IpReputationSettings, RefusesWhatTheFieldsCannotHold) {
     const auto read = [](std::map<std::string, std::string> overrides) {
-        const std::string bytes = settings_bytes(overrides);
-        const libwexohelper::settings::sensor_data_wrapper wrapper(bytes.data(),
-                                                                   static_cast<std::uint32_t>(bytes.size()));
-        return settings::ip_reputation_score_sensor::read(wrapper);
+        return settings::ip_reputation_score_sensor::read(helper::wrap(settings_bytes(overrides)));
     };
     const auto key = settings::ip_reputation_score_sensor::key;
     EXPECT_EQ(read({{key("dns_resolver"), "custom"}, {key("custom_resolver_port"), "65535"}}).custom_resolver_port,
