@@ -1,6 +1,7 @@
 #include <libstringutils/exceptions.hpp>
 #include <libstringutils/format.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -30,36 +31,24 @@ TEST(Format, LonePercentIsMalformedWhateverTheArguments) {
     for (const char* text : {"50% done", "%0:d", "%", "end %", "%:s", "%0", "%0:"}) {
         EXPECT_THROW(format(text, {"a", "b"}), exceptions::format_string_error) << text;
     }
-    try {
-        format("50% done", {});
-        FAIL();
-    } catch (const exceptions::format_string_error& e) {
-        EXPECT_STREQ(e.what(), "Malformed placeholder in format string.");
-    }
+    EXPECT_THAT([&] { format("50% done", {}); }, ::testing::ThrowsMessage<exceptions::format_string_error>(
+                                                     ::testing::StrEq("Malformed placeholder in format string.")));
 }
 
 TEST(Format, IndexBeyondArgumentsNamesTheDigits) {
-    try {
-        format("%2:s", {"a", "b"});
-        FAIL();
-    } catch (const exceptions::placeholder_index_not_in_arguments& e) {
-        EXPECT_STREQ(e.what(), "Index 2 is too high for argument list.");
-    }
-    try {
-        format("%007:s", {});
-        FAIL();
-    } catch (const exceptions::placeholder_index_not_in_arguments& e) {
-        EXPECT_STREQ(e.what(), "Index 007 is too high for argument list.");
-    }
+    EXPECT_THAT(
+        [&] {
+            format("%2:s", {"a", "b"});
+        },
+        ::testing::ThrowsMessage<exceptions::placeholder_index_not_in_arguments>(
+            ::testing::StrEq("Index 2 is too high for argument list.")));
+    EXPECT_THAT([&] { format("%007:s", {}); }, ::testing::ThrowsMessage<exceptions::placeholder_index_not_in_arguments>(
+                                                   ::testing::StrEq("Index 007 is too high for argument list.")));
 }
 
 TEST(Format, IndexTooLargeForANumberIsOutOfRange) {
-    try {
-        format("%99999999999999999999999:s", {"a"});
-        FAIL();
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), "stol argument out of range");
-    }
+    EXPECT_THAT([&] { format("%99999999999999999999999:s", {"a"}); },
+                ::testing::ThrowsMessage<std::out_of_range>(::testing::StrEq("stol argument out of range")));
 }
 
 TEST(Format, BothFormatterErrorsShareTheFamilyRoot) {

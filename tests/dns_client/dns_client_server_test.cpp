@@ -9,6 +9,7 @@
 #include <test_support/fake_dns_server.hpp>
 #include <test_support/private_resolver.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -129,12 +130,8 @@ TEST_P(client_against_fake_server, NodataReturnsAnEmptyAnswerWithTheHeader) {
 
 TEST_P(client_against_fake_server, NxdomainThrowsNotFound) {
     script([](const dns_request&) { return dns_action::answer(ARES_RCODE_NXDOMAIN); });
-    try {
-        query("missing.example", "A");
-        FAIL() << "expected dns_notfound";
-    } catch (const errors::dns_notfound& e) {
-        EXPECT_STREQ(e.what(), "Error 4 occurred: Domain name not found.");
-    }
+    EXPECT_THAT([&] { query("missing.example", "A"); }, ::testing::ThrowsMessage<errors::dns_notfound>(::testing::StrEq(
+                                                            "Error 4 occurred: Domain name not found.")));
     expect_answered_over_case_transport();
 }
 
@@ -234,12 +231,9 @@ TEST_F(client_configuration, TypeNamesAreMatchedInAnyCaseAndUnknownOnesSendNothi
     ASSERT_EQ(result.answers.size(), 1u);
     EXPECT_EQ(result.answers[0]->value(), "5 mx.example");
 
-    try {
-        client.query("example", "XYZ", log_);
-        FAIL() << "expected invalid_ns_type_name";
-    } catch (const errors::invalid_ns_type_name& e) {
-        EXPECT_STREQ(e.what(), "Invalid NS type: Name XYZ not found in ns-type-map.");
-    }
+    EXPECT_THAT([&] { client.query("example", "XYZ", log_); },
+                ::testing::ThrowsMessage<errors::invalid_ns_type_name>(
+                    ::testing::StrEq("Invalid NS type: Name XYZ not found in ns-type-map.")));
     EXPECT_EQ(server_.request_count(), 1u);
 }
 

@@ -1,6 +1,7 @@
 #include <libwexohelper/responses/sensor_scan_result.hpp>
 #include <libwexohelper/utils/exceptions.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <wexo.pb.h>
 
@@ -25,7 +26,10 @@ std::shared_ptr<settings::channel_map> map_with(int id, std::map<int, std::strin
 
 TEST(SensorScanResult, NormalResultCarriesValuesMessageAndCodes) {
     sensor_scan_result result(3, map_with(0, {{5, "known to host"}}));
-    result.set_value(0, 12).set_value(5, -1).set_value(0, 13).set_response_code(scan_response_codes::ok)
+    result.set_value(0, 12)
+        .set_value(5, -1)
+        .set_value(0, 13)
+        .set_response_code(scan_response_codes::ok)
         .set_response_message(libi18n::i18n_msg::plain("OK: A=10.0.0.1"));
     EXPECT_EQ(result.response_message(), "OK: A=10.0.0.1");
     const auto wire = decode(result);
@@ -41,12 +45,8 @@ TEST(SensorScanResult, NormalResultCarriesValuesMessageAndCodes) {
 
 TEST(SensorScanResult, UndefinedChannelIsRefused) {
     sensor_scan_result result(3, map_with(0));
-    try {
-        result.set_value(9, 1);
-        FAIL();
-    } catch (const utils::exceptions::channel_not_defined& e) {
-        EXPECT_STREQ(e.what(), "Channel with ID 9 is not defined.");
-    }
+    EXPECT_THAT([&] { result.set_value(9, 1); }, ::testing::ThrowsMessage<utils::exceptions::channel_not_defined>(
+                                                     ::testing::StrEq("Channel with ID 9 is not defined.")));
 }
 
 TEST(SensorScanResult, I18nErrorResultCarriesKeyArgumentsAndTranslationButNoValues) {
@@ -70,12 +70,9 @@ TEST(ChannelMap, SecondDefinitionOfAnIdIsRefusedWithItsName) {
     again.id = 1;
     again.name_key = "channel.score";
     EXPECT_TRUE(map->is_definition_registered(again));
-    try {
-        map->register_definition(again);
-        FAIL();
-    } catch (const utils::exceptions::channel_already_defined& e) {
-        EXPECT_STREQ(e.what(), "Channel with ID 1 and name channel.score is already defined.");
-    }
+    EXPECT_THAT([&] { map->register_definition(again); },
+                ::testing::ThrowsMessage<utils::exceptions::channel_already_defined>(
+                    ::testing::StrEq("Channel with ID 1 and name channel.score is already defined.")));
     EXPECT_EQ(map->find(1)->name_key, "channel.response_time");
 }
 

@@ -4,6 +4,7 @@
 #include <testing/recording_host.hpp>
 #include <testing/sensor_data.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -199,12 +200,9 @@ TEST_F(ScanFrame, ChannelHelpersWithoutAChannelMapFailBeforeAskingIt) {
     EXPECT_TRUE(sensor->has_channel(1));
     sensor->reset_channel_map();
     EXPECT_THROW(sensor->add_channel(count_channel(2)), utils::exceptions::channel_map_not_initialized);
-    try {
-        sensor->has_channel(1);
-        FAIL();
-    } catch (const utils::exceptions::channel_map_not_initialized& e) {
-        EXPECT_STREQ(e.what(), "Channel map is not initialized.");
-    }
+    EXPECT_THAT([&] { sensor->has_channel(1); },
+                ::testing::ThrowsMessage<utils::exceptions::channel_map_not_initialized>(
+                    ::testing::StrEq("Channel map is not initialized.")));
 }
 
 TEST_F(ScanFrame, DuplicateIdIsMadeThenRefusedByTheStockAndTheFirstSensorStays) {

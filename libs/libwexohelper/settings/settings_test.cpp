@@ -3,6 +3,7 @@
 #include <libwexohelper/utils/exceptions.hpp>
 #include <testing/sensor_data.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <wexo.pb.h>
 
@@ -19,31 +20,22 @@ TEST(KindInteger, ParsesWholeDecimalNumbersOnly) {
 }
 
 TEST(KindInteger, RulesGiveTheirOwnErrors) {
-    try {
-        kind_integer::parse_and_validate("-1", validation_rules::at_least(0));
-        FAIL();
-    } catch (const utils::exceptions::setting_invalid_less_min& e) {
-        EXPECT_STREQ(e.what(), "Setting value -1 is less than the allowed value of 0.");
-    }
-    try {
-        kind_integer::parse_and_validate("901", validation_rules::between(0, 900));
-        FAIL();
-    } catch (const utils::exceptions::setting_invalid_bigger_max& e) {
-        EXPECT_STREQ(e.what(), "Setting value 901 is bigger than the allowed value of 900.");
-    }
+    EXPECT_THAT([&] { kind_integer::parse_and_validate("-1", validation_rules::at_least(0)); },
+                ::testing::ThrowsMessage<utils::exceptions::setting_invalid_less_min>(
+                    ::testing::StrEq("Setting value -1 is less than the allowed value of 0.")));
+    EXPECT_THAT([&] { kind_integer::parse_and_validate("901", validation_rules::between(0, 900)); },
+                ::testing::ThrowsMessage<utils::exceptions::setting_invalid_bigger_max>(
+                    ::testing::StrEq("Setting value 901 is bigger than the allowed value of 900.")));
     EXPECT_EQ(kind_integer::parse_and_validate("900", validation_rules::between(0, 900)), 900);
     EXPECT_EQ(kind_integer::parse_and_validate("0", validation_rules::between(0, 900)), 0);
 }
 
 TEST(KindString, LengthIsLimitedByTheRulesOrTheDefault) {
     EXPECT_EQ(kind_string::parse_and_validate("abc", validation_rules::at_most(3)), "abc");
-    try {
-        kind_securestring::parse_and_validate("abcd", validation_rules::at_most(3), "vantrelcloudapikey");
-        FAIL();
-    } catch (const utils::exceptions::string_too_long& e) {
-        EXPECT_STREQ(e.what(),
-                     "vantrelcloudapikey's value with length 4 is longer than the maximum allowed length of 3.");
-    }
+    EXPECT_THAT(
+        [&] { kind_securestring::parse_and_validate("abcd", validation_rules::at_most(3), "vantrelcloudapikey"); },
+        ::testing::ThrowsMessage<utils::exceptions::string_too_long>(::testing::StrEq(
+            "vantrelcloudapikey's value with length 4 is longer than the maximum allowed length of 3.")));
     const std::string long_text(default_max_text_length + 1, 'x');
     EXPECT_THROW(kind_string::parse_and_validate(long_text, validation_rules::none()),
                  utils::exceptions::string_too_long);
@@ -65,12 +57,9 @@ TEST(SensorDataWrapper, LooksUpSettingsChannelsAndPersistentData) {
     EXPECT_TRUE(found);
     EXPECT_EQ(wrapper.get_value("missing", found), "");
     EXPECT_FALSE(found);
-    try {
-        wrapper.get_value("missing");
-        FAIL();
-    } catch (const utils::exceptions::setting_not_available& e) {
-        EXPECT_STREQ(e.what(), "The setting \"missing\" was not available.");
-    }
+    EXPECT_THAT([&] { wrapper.get_value("missing"); },
+                ::testing::ThrowsMessage<utils::exceptions::setting_not_available>(
+                    ::testing::StrEq("The setting \"missing\" was not available.")));
     EXPECT_EQ(wrapper.get_channels(), (std::map<int, std::string>{{2, "Response Time"}}));
     EXPECT_EQ(wrapper.get_persistent_data().at("last"), "x");
 }

@@ -1,5 +1,6 @@
 #include <libwexohelper/utils/service_container.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -40,14 +41,10 @@ TEST(ServiceContainer, SecondFactoryOrInstanceOfATypeIsRefusedWithItsName) {
 TEST(ServiceContainer, MissingFactoryAndInstanceAreDistinctErrors) {
     service_container c;
     EXPECT_THROW(c.get_factory<widget_maker>(), exceptions::factory_not_available);
-    try {
-        c.get_instance<widget>();
-        FAIL();
-    } catch (const exceptions::instance_not_available& e) {
-        EXPECT_STREQ(e.what(),
-                     "The instance store can't find an instance with type vantrel::kelvane::libwexohelper::utils::"
-                     "(anonymous namespace)::widget.");
-    }
+    EXPECT_THAT([&] { c.get_instance<widget>(); },
+                ::testing::ThrowsMessage<exceptions::instance_not_available>(::testing::StrEq(
+                    "The instance store can't find an instance with type vantrel::kelvane::libwexohelper::utils::"
+                    "(anonymous namespace)::widget.")));
     // A factory that makes nothing does not count as an instance.
     c.add_factory<service_container::instance_factory<widget>>([] { return nullptr; });
     EXPECT_THROW(c.get_instance<widget>(), exceptions::instance_not_available);

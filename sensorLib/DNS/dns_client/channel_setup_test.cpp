@@ -1,6 +1,7 @@
 #include <dns/cares/channel_setup.hpp>
 #include <dns/exceptions.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
@@ -91,12 +92,9 @@ TEST(ServerAddresses, HostNamesAreFilteredByIpVersion) {
     EXPECT_EQ(accepted_log.lines.at(1).second, "Using IPv4 address: 127.0.0.1");
 
     recording_log rejected_log;
-    try {
-        resolve_server_addresses("localhost", 6, rejected_log, soon());
-        FAIL() << "expected unsupported_address_family";
-    } catch (const dns::exceptions::unsupported_address_family& e) {
-        EXPECT_STREQ(e.what(), "Unsupported address family encountered while resolving 'localhost'.");
-    }
+    EXPECT_THAT([&] { resolve_server_addresses("localhost", 6, rejected_log, soon()); },
+                ::testing::ThrowsMessage<dns::exceptions::unsupported_address_family>(
+                    ::testing::StrEq("Unsupported address family encountered while resolving 'localhost'.")));
     ASSERT_GE(rejected_log.lines.size(), 3u);
     EXPECT_EQ(rejected_log.lines.front().second, "Trying to resolve DNS server localhost");
     for (std::size_t index = 1; index + 1 < rejected_log.lines.size(); ++index) {

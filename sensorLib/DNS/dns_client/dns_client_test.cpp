@@ -2,6 +2,7 @@
 #include <dns/dns_helper_factory.hpp>
 #include <dns/exceptions.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace vantrel::kelvane::cares {
@@ -11,14 +12,10 @@ TEST(ReverseLookupName, ReversesOctetsAndNibbles) {
     EXPECT_EQ(dns_client::reverse_lookup_name("1.2.3.4"), "4.3.2.1.in-addr.arpa");
     EXPECT_EQ(dns_client::reverse_lookup_name("2001:db8::567:89ab"),
               "b.a.9.8.7.6.5.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.0.8.b.d.0.1.0.0.2.ip6.arpa");
-    try {
-        dns_client::reverse_lookup_name("example.com");
-        FAIL() << "expected ip_parse_failed";
-    } catch (const dns::exceptions::ip_parse_failed& e) {
-        EXPECT_STREQ(
-            e.what(),
-            "An error has occurred while parsing the domain: example.com is not a valid IPv4 or IPv6 address.");
-    }
+    EXPECT_THAT(
+        [&] { dns_client::reverse_lookup_name("example.com"); },
+        ::testing::ThrowsMessage<dns::exceptions::ip_parse_failed>(::testing::StrEq(
+            "An error has occurred while parsing the domain: example.com is not a valid IPv4 or IPv6 address.")));
 }
 
 TEST(DnsHelperFactory, BuildsACaresClientFromTheSettings) {

@@ -1,6 +1,7 @@
 #include <dns/exceptions.hpp>
 #include <dns/ns_code_maps.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace vantrel::kelvane::dns {
@@ -29,20 +30,13 @@ TEST(NsCodeMaps, ClassesOpcodesAndRcodesGoBothWays) {
 
 TEST(NsCodeMaps, MissingEntriesThrowWithTheLookedUpValue) {
     EXPECT_THROW(ns_type_name(99), exceptions::invalid_ns_type);
-    try {
-        ns_type_id("aaaa"); // names are matched exactly; callers upper-case first
-        FAIL() << "expected invalid_ns_type_name";
-    } catch (const exceptions::invalid_ns_type_name& e) {
-        EXPECT_STREQ(e.what(), "Invalid NS type: Name aaaa not found in ns-type-map.");
-    }
+    // Names are matched exactly; callers upper-case first.
+    EXPECT_THAT([] { ns_type_id("aaaa"); }, ::testing::ThrowsMessage<exceptions::invalid_ns_type_name>(::testing::StrEq(
+                                                "Invalid NS type: Name aaaa not found in ns-type-map.")));
     EXPECT_THROW(ns_class_name(2), exceptions::invalid_ns_class);
     EXPECT_THROW(ns_opcode_name(3), exceptions::invalid_ns_opcode);
-    try {
-        ns_rcode_name(23);
-        FAIL() << "expected invalid_ns_rcode";
-    } catch (const exceptions::invalid_ns_rcode& e) {
-        EXPECT_STREQ(e.what(), "Invalid NS rcode: ID 23 not found in ns-rcode-map.");
-    }
+    EXPECT_THAT([&] { ns_rcode_name(23); }, ::testing::ThrowsMessage<exceptions::invalid_ns_rcode>(::testing::StrEq(
+                                                "Invalid NS rcode: ID 23 not found in ns-rcode-map.")));
     try {
         ns_class_id("in");
         FAIL() << "expected a class name error";
