@@ -19,13 +19,10 @@ class DnsV2Module : public module_session {
 protected:
     settings_map sensor_settings(const std::string& domain, const std::string& type,
                                  const std::string& mode = "disabled", const std::string& filter = "") {
-        auto s = common_settings("127.0.0.1");
-        s[dns_v2_key + "domain"] = domain;
+        auto s = dns_v2_settings(domain, server.port());
         s[dns_v2_key + "record_type"] = type;
-        s[dns_v2_key + "query_timeout"] = "5";
         s[dns_v2_key + "apply_filter"] = mode;
         s[dns_v2_key + "filter"] = filter;
-        s[dns_v2_key + "port"] = std::to_string(server.port());
         return s;
     }
 

@@ -20,14 +20,11 @@ protected:
 
 TEST_P(DnsV2Utf8, ResultAndLogArriveWithTheBytesEscaped) {
     server.on_request([](const dns_request& r) { return dns_action::answer().txt(r.name, {"caf\xe9", "ok"}); });
-    auto settings = common_settings("127.0.0.1");
+    auto settings = dns_v2_settings("zone.test", server.port());
     settings["logging"] = GetParam();
-    settings[dns_v2_key + "domain"] = "zone.test";
     settings[dns_v2_key + "record_type"] = "TXT";
-    settings[dns_v2_key + "query_timeout"] = "5";
     settings[dns_v2_key + "apply_filter"] = "enabled";
     settings[dns_v2_key + "filter"] = "caf*";
-    settings[dns_v2_key + "port"] = std::to_string(server.port());
     const auto bytes = sensor_data("dns_v2", settings);
     ASSERT_EQ(module.create_sensor_instance(1, bytes_of(bytes), size_of(bytes)), 0);
     message_log::instance().take();

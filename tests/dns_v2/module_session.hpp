@@ -1,7 +1,6 @@
 #pragma once
 
-// A module loaded and initialised for one test, with the settings helpers the
-// dns_v2 and dns_check tests share.
+// A module loaded and initialised for one test.
 
 #include "host_fixture.hpp"
 
@@ -11,27 +10,6 @@
 #include <vector>
 
 namespace vantrel::kelvane::tests {
-
-using settings_map = std::map<std::string, std::string>;
-
-inline const std::string dns_v2_key = "dns_sensor_section.dns_sensor_group.";
-
-inline std::string sensor_data(const std::string& kind, const settings_map& settings,
-                               const std::map<int, std::string>& channels = {}) {
-    wire::SensorData data;
-    data.set_kind(kind);
-    for (const auto& [key, value] : settings) {
-        (*data.mutable_settings())[key] = value;
-    }
-    for (const auto& [id, name] : channels) {
-        (*data.mutable_channels())[id] = name;
-    }
-    return data.SerializeAsString();
-}
-
-inline settings_map common_settings(const std::string& host) {
-    return {{"host", host}, {"logging", "disabled"}, {"timeout", "10"}, {"ipversion", "IPv4"}, {"interval", "60"}};
-}
 
 // The module is loaded once and never unloaded: loading it again in one
 // process would register its wire contract with protobuf twice, and unloading

@@ -38,7 +38,6 @@ using ::testing::UnorderedElementsAre;
 using ::testing::UnorderedElementsAreArray;
 
 constexpr int sensor_id = 21;
-constexpr const char* own = "ip_reputation_score_section.ip_reputation_score_group.";
 const std::string device = "192.0.2.10";
 
 struct sensor_setup {
@@ -51,20 +50,17 @@ struct sensor_setup {
 };
 
 std::string settings_for(const sensor_setup& s) {
-    wire::SensorData data;
-    data.set_kind("ip_reputation_score_sensor");
-    auto& m = *data.mutable_settings();
-    m["host"] = s.host;
-    m["logging"] = "enabled";
-    m["timeout"] = "1";
-    m["interval"] = "60";
-    m["ipversion"] = s.ipversion;
-    m["vantrelcloudapikey"] = "";
-    m[std::string(own) + "dns_resolver"] = s.resolver;
-    m[std::string(own) + "custom_resolver"] = s.resolver_address;
-    m[std::string(own) + "custom_resolver_port"] = std::to_string(s.port);
-    m[std::string(own) + "blacklist_servers"] = s.lines;
-    return data.SerializeAsString();
+    const std::string own = "ip_reputation_score_section.ip_reputation_score_group.";
+    return sensor_data("ip_reputation_score_sensor", {{"host", s.host},
+                                                      {"logging", "enabled"},
+                                                      {"timeout", "1"},
+                                                      {"interval", "60"},
+                                                      {"ipversion", s.ipversion},
+                                                      {"vantrelcloudapikey", ""},
+                                                      {own + "dns_resolver", s.resolver},
+                                                      {own + "custom_resolver", s.resolver_address},
+                                                      {own + "custom_resolver_port", std::to_string(s.port)},
+                                                      {own + "blacklist_servers", s.lines}});
 }
 
 struct scan_report {

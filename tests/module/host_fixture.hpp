@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -71,17 +72,40 @@ private:
     std::vector<delivered> messages_;
 };
 
-inline std::string settings_bytes(const std::string& kind,
-                                  std::initializer_list<std::pair<const std::string, std::string>> settings = {}) {
+using settings_map = std::map<std::string, std::string>;
+
+inline std::string sensor_data(const std::string& kind, const settings_map& settings = {},
+                               const std::map<int, std::string>& channels = {}) {
     wire::SensorData data;
     data.set_kind(kind);
-    for (const auto& [key, value] : settings) {
-        (*data.mutable_settings())[key] = value;
-    }
+    data.mutable_settings()->insert(settings.begin(), settings.end());
+    data.mutable_channels()->insert(channels.begin(), channels.end());
     return data.SerializeAsString();
 }
 
-inline const uint8_t* bytes_of(const std::string& s) { return reinterpret_cast<const uint8_t*>(s.data()); }
-inline uint32_t size_of(const std::string& s) { return static_cast<uint32_t>(s.size()); }
+inline const std::string dns_v2_key = "dns_sensor_section.dns_sensor_group.";
+
+inline settings_map common_settings(const std::string& host) {
+    return {{"host", host}, {"logging", "disabled"}, {"timeout", "10"}, {"ipversion", "IPv4"}, {"interval", "60"}};
+}
+
+// A dns_v2 sensor that asks 127.0.0.1 on `port` for the A records of `domain`, without a filter.
+inline settings_map dns_v2_settings(const std::string& domain, std::uint16_t port) {
+    auto s = common_settings("127.0.0.1");
+    s[dns_v2_key + "domain"] = domain;
+    s[dns_v2_key + "record_type"] = "A";
+    s[dns_v2_key + "query_timeout"] = "5";
+    s[dns_v2_key + "apply_filter"] = "disabled";
+    s[dns_v2_key + "filter"] = "";
+    s[dns_v2_key + "port"] = std::to_string(port);
+    return s;
+}
+
+inline const uint8_t* bytes_of(const std::string& s) {
+    return reinterpret_cast<const uint8_t*>(s.data());
+}
+inline uint32_t size_of(const std::string& s) {
+    return static_cast<uint32_t>(s.size());
+}
 
 } // namespace vantrel::kelvane::tests

@@ -35,7 +35,7 @@ protected:
 TEST_F(ModuleExports, BeforeInitialisation) {
     EXPECT_EQ(module.get_api_level(), 6);
     EXPECT_EQ(module.execute_sensor_scan(5), 3);
-    const auto settings = settings_bytes("true_check");
+    const auto settings = sensor_data("true_check");
     EXPECT_EQ(module.create_sensor_instance(1, bytes_of(settings), size_of(settings)), 3);
     EXPECT_EQ(module.execute_check(1, bytes_of(settings), size_of(settings)), 3);
     EXPECT_EQ(module.execute_meta_scan(1, 0, bytes_of(settings), size_of(settings)), 3);
@@ -104,7 +104,7 @@ TEST_F(ModuleExports, SecondInitialisationIsRefusedAndTheFirstModuleKeepsRunning
     const auto after_second = message_log::instance().take_runtime_lines();
     EXPECT_TRUE(any_line_contains(after_second, "InitializeModule called on already initialized module."));
 
-    const auto check = settings_bytes("true_check");
+    const auto check = sensor_data("true_check");
     EXPECT_EQ(module.execute_check(9, bytes_of(check), size_of(check)), 0);
     const auto messages = message_log::instance().take();
     const auto result = std::find_if(messages.begin(), messages.end(),
@@ -119,7 +119,7 @@ TEST_F(ModuleExports, CleanupTwiceThenEveryCallIsNotInitialised) {
     ASSERT_EQ(initialise(), 0);
     EXPECT_EQ(module.cleanup(), 0);
     EXPECT_EQ(module.cleanup(), 0);
-    const auto check = settings_bytes("true_check");
+    const auto check = sensor_data("true_check");
     EXPECT_EQ(module.execute_check(1, bytes_of(check), size_of(check)), 3);
     EXPECT_EQ(module.execute_sensor_scan(1), 3);
     // And a fresh start works.
@@ -138,7 +138,7 @@ TEST_F(ModuleExports, RefusalsHaveTheirOwnCodeAndAReasonInTheRuntimeLog) {
     EXPECT_EQ(module.create_sensor_instance(1, nullptr, 5), 7);
     EXPECT_TRUE(any_line_contains(message_log::instance().take_runtime_lines(), "pointer is null"));
 
-    const auto unknown = settings_bytes("no_such_sensor");
+    const auto unknown = sensor_data("no_such_sensor");
     EXPECT_EQ(module.create_sensor_instance(1, bytes_of(unknown), size_of(unknown)), 4);
     EXPECT_TRUE(
         any_line_contains(message_log::instance().take_runtime_lines(), "unknown sensor kind \"no_such_sensor\""));
@@ -152,24 +152,15 @@ TEST_F(ModuleExports, RefusalsHaveTheirOwnCodeAndAReasonInTheRuntimeLog) {
     EXPECT_EQ(module.execute_meta_scan(77, 1, bytes_of(unknown), size_of(unknown)), 6);
 }
 
-std::string dns_v2_settings(const std::string& ipversion = "IPv4") {
-    return settings_bytes("dns_v2", {{"host", "127.0.0.1"},
-                                     {"logging", "disabled"},
-                                     {"timeout", "5"},
-                                     {"vantrelcloudapikey", "never-logged"},
-                                     {"ipversion", ipversion},
-                                     {"interval", "60"},
-                                     {"dns_sensor_section.dns_sensor_group.domain", "example.test"},
-                                     {"dns_sensor_section.dns_sensor_group.record_type", "A"},
-                                     {"dns_sensor_section.dns_sensor_group.query_timeout", "5"},
-                                     {"dns_sensor_section.dns_sensor_group.apply_filter", "disabled"},
-                                     {"dns_sensor_section.dns_sensor_group.filter", ""},
-                                     {"dns_sensor_section.dns_sensor_group.port", "53"}});
+std::string dns_v2_sensor() {
+    auto settings = dns_v2_settings("example.test", 53);
+    settings["vantrelcloudapikey"] = "never-logged";
+    return sensor_data("dns_v2", settings);
 }
 
 TEST_F(ModuleExports, DuplicateIdFailsInTheSensorRegistryAndASecondInitialisationKeepsTheSensors) {
     ASSERT_EQ(initialise(), 0);
-    const auto settings = dns_v2_settings();
+    const auto settings = dns_v2_sensor();
     ASSERT_EQ(module.create_sensor_instance(1, bytes_of(settings), size_of(settings)), 0);
     message_log::instance().take();
     EXPECT_EQ(module.create_sensor_instance(1, bytes_of(settings), size_of(settings)), 2);
@@ -184,7 +175,7 @@ TEST_F(ModuleExports, DuplicateIdFailsInTheSensorRegistryAndASecondInitialisatio
 
 TEST_F(ModuleExports, OfTwoRacingCreatesForOneIdExactlyOneWins) {
     ASSERT_EQ(initialise(), 0);
-    const auto settings = dns_v2_settings();
+    const auto settings = dns_v2_sensor();
     for (int round = 0; round < 20; ++round) {
         message_log::instance().take();
         std::atomic<bool> go = false;
@@ -233,7 +224,7 @@ TEST_P(BadSettingValue, FailsCreationWithItsReasonInsteadOfAnEndLine) {
     ASSERT_EQ(initialise(), 0);
     message_log::instance().take();
     wire::SensorData data;
-    ASSERT_TRUE(data.ParseFromString(dns_v2_settings()));
+    ASSERT_TRUE(data.ParseFromString(dns_v2_sensor()));
     (*data.mutable_settings())[GetParam().key] = GetParam().value;
     const auto settings = data.SerializeAsString();
     EXPECT_EQ(module.create_sensor_instance(2, bytes_of(settings), size_of(settings)), 2);

@@ -60,21 +60,6 @@ private:
     std::shared_future<void> future_ = promise_.get_future().share();
 };
 
-std::string dns_v2_settings(const std::string& domain, std::uint16_t port) {
-    const std::string key = "dns_sensor_section.dns_sensor_group.";
-    return settings_bytes("dns_v2", {{"host", "127.0.0.1"},
-                                     {"logging", "disabled"},
-                                     {"timeout", "5"},
-                                     {"ipversion", "IPv4"},
-                                     {"interval", "60"},
-                                     {key + "domain", domain},
-                                     {key + "record_type", "A"},
-                                     {key + "query_timeout", "5"},
-                                     {key + "apply_filter", "disabled"},
-                                     {key + "filter", ""},
-                                     {key + "port", std::to_string(port)}});
-}
-
 std::vector<wire::SensorScanResult> results_in(const std::vector<delivered>& messages) {
     std::vector<wire::SensorScanResult> results;
     for (const auto& m : messages) {
@@ -114,7 +99,7 @@ protected:
     }
 
     int32_t create(int32_t id, const std::string& domain) {
-        const auto bytes = dns_v2_settings(domain, server.port());
+        const auto bytes = sensor_data("dns_v2", dns_v2_settings(domain, server.port()));
         return module.create_sensor_instance(id, bytes_of(bytes), size_of(bytes));
     }
 
