@@ -121,12 +121,6 @@ dns_action dns_action::raw(std::vector<unsigned char> bytes) {
     return action;
 }
 
-dns_action dns_action::disconnect() {
-    dns_action action;
-    action.kind_ = kind::disconnect;
-    return action;
-}
-
 dns_action& dns_action::rcode(ares_dns_rcode_t code) {
     rcode_ = code;
     return *this;
@@ -137,18 +131,8 @@ dns_action& dns_action::flags(unsigned short extra) {
     return *this;
 }
 
-dns_action& dns_action::exact_flags(unsigned short all) {
-    exact_flags_ = all;
-    return *this;
-}
-
 dns_action& dns_action::id(unsigned short fixed_id) {
     id_ = fixed_id;
-    return *this;
-}
-
-dns_action& dns_action::without_question() {
-    with_question_ = false;
     return *this;
 }
 
@@ -264,7 +248,6 @@ dns_action& dns_action::soa(std::string name, std::string mname, std::string rna
 std::vector<unsigned char> dns_action::encode(const dns_request& request, const ares_dns_record_t* query) const {
     switch (kind_) {
     case kind::silence:
-    case kind::disconnect:
         return {};
     case kind::raw:
         return raw_;
@@ -272,11 +255,7 @@ std::vector<unsigned char> dns_action::encode(const dns_request& request, const 
         break;
     }
     const bool truncated = truncate_udp_ && request.transport == dns_transport::udp;
-    unsigned short header_flags =
-        static_cast<unsigned short>(ARES_FLAG_QR | (request.flags & ARES_FLAG_RD) | extra_flags_);
-    if (exact_flags_) {
-        header_flags = *exact_flags_;
-    }
+    auto header_flags = static_cast<unsigned short>(ARES_FLAG_QR | (request.flags & ARES_FLAG_RD) | extra_flags_);
     if (truncated) {
         header_flags |= ARES_FLAG_TC;
     }
@@ -286,7 +265,7 @@ std::vector<unsigned char> dns_action::encode(const dns_request& request, const 
                                  query != nullptr ? ares_dns_record_get_opcode(query) : ARES_OPCODE_QUERY, rcode_),
           "ares_dns_record_create");
     const dns_record_ptr response(raw_record);
-    if (with_question_ && query != nullptr) {
+    if (query != nullptr) {
         for (std::size_t index = 0; index < ares_dns_record_query_cnt(query); ++index) {
             const char* name = nullptr;
             ares_dns_rec_type_t type{};
@@ -418,10 +397,10 @@ std::size_t fake_dns_server::request_count() const {
 void fake_dns_server::run() {
     state& s = *state_;
 
-    // Parses one query and returns the answer bytes (empty: none), or nullopt
-    // when the TCP connection is to be closed.
-    const auto answer = [&s](const unsigned char* data, std::size_t size, dns_transport transport)
-        -> std::optional<std::pair<std::vector<unsigned char>, std::chrono::milliseconds>> {
+    // Parses one query and returns the answer bytes (empty: none) and their delay.
+    const auto answer =
+        [&s](const unsigned char* data, std::size_t size,
+             dns_transport transport) -> std::pair<std::vector<unsigned char>, std::chrono::milliseconds> {
         ares_dns_record_t* raw_query = nullptr;
         if (ares_dns_parse(data, size, 0, &raw_query) != ARES_SUCCESS) {
             return std::pair{std::vector<unsigned char>{}, std::chrono::milliseconds{0}};
@@ -444,9 +423,6 @@ void fake_dns_server::run() {
         }
         try {
             const dns_action action = hook ? hook(request) : dns_action::answer();
-            if (action.what() == dns_action::kind::disconnect && transport == dns_transport::tcp) {
-                return std::nullopt;
-            }
             return std::pair{action.encode(request, query.get()), action.wait()};
         } catch (...) {
             // A broken hook must not take the test process down; the client
@@ -511,13 +487,13 @@ void fake_dns_server::run() {
             socklen_t peer_length = sizeof peer;
             const ssize_t size = ::recvfrom(s.udp, buffer, sizeof buffer, 0, &peer.base, &peer_length);
             if (size > 0) {
-                auto reply = answer(buffer, static_cast<std::size_t>(size), dns_transport::udp);
-                if (reply && !reply->first.empty()) {
-                    if (reply->second.count() > 0) {
-                        s.pending.push_back({std::chrono::steady_clock::now() + reply->second, dns_transport::udp, peer,
-                                             peer_length, 0, std::move(reply->first)});
+                auto [bytes, wait] = answer(buffer, static_cast<std::size_t>(size), dns_transport::udp);
+                if (!bytes.empty()) {
+                    if (wait.count() > 0) {
+                        s.pending.push_back({std::chrono::steady_clock::now() + wait, dns_transport::udp, peer,
+                                             peer_length, 0, std::move(bytes)});
                     } else {
-                        ::sendto(s.udp, reply->first.data(), reply->first.size(), 0, &peer.base, peer_length);
+                        ::sendto(s.udp, bytes.data(), bytes.size(), 0, &peer.base, peer_length);
                     }
                 }
             }
@@ -555,23 +531,19 @@ void fake_dns_server::run() {
                 }
                 const std::vector<unsigned char> message(c.buffer.begin() + 2, c.buffer.begin() + 2 + length);
                 c.buffer.erase(c.buffer.begin(), c.buffer.begin() + 2 + length);
-                auto reply = answer(message.data(), message.size(), dns_transport::tcp);
-                if (!reply) {
-                    closing.push_back(c.serial);
-                    break;
-                }
-                if (reply->first.empty()) {
+                auto [bytes, wait] = answer(message.data(), message.size(), dns_transport::tcp);
+                if (bytes.empty()) {
                     continue;
                 }
-                if (reply->second.count() > 0) {
-                    s.pending.push_back({std::chrono::steady_clock::now() + reply->second,
+                if (wait.count() > 0) {
+                    s.pending.push_back({std::chrono::steady_clock::now() + wait,
                                          dns_transport::tcp,
                                          {},
                                          0,
                                          c.serial,
-                                         std::move(reply->first)});
+                                         std::move(bytes)});
                 } else {
-                    send_tcp(c.fd, reply->first);
+                    send_tcp(c.fd, bytes);
                 }
             }
         }

@@ -46,16 +46,11 @@ public:
     static dns_action silence();
     // Sends exactly these bytes (over TCP with the length prefix added).
     static dns_action raw(std::vector<unsigned char> bytes);
-    // Over TCP closes the connection without answering; over UDP like silence().
-    static dns_action disconnect();
 
     dns_action& rcode(ares_dns_rcode_t code);
     // Header flags (ARES_FLAG_AA, _RA, _AD, _CD, _TC ...) added to QR and the copied RD.
     dns_action& flags(unsigned short extra);
-    // Replaces all header flags, QR included.
-    dns_action& exact_flags(unsigned short all);
     dns_action& id(unsigned short fixed_id);
-    dns_action& without_question();
     dns_action& delay(std::chrono::milliseconds wait);
     // Over UDP answers with TC set and no records, so that the client asks
     // again over TCP, where the full answer is given.
@@ -87,7 +82,7 @@ public:
     // is the parsed query. Exposed for the server and its tests.
     std::vector<unsigned char> encode(const dns_request& request, const ares_dns_record_t* query) const;
 
-    enum class kind { answer, silence, raw, disconnect };
+    enum class kind { answer, silence, raw };
     kind what() const noexcept { return kind_; }
     std::chrono::milliseconds wait() const noexcept { return delay_; }
 
@@ -104,9 +99,7 @@ private:
     kind kind_ = kind::answer;
     ares_dns_rcode_t rcode_ = ARES_RCODE_NOERROR;
     unsigned short extra_flags_ = 0;
-    std::optional<unsigned short> exact_flags_;
     std::optional<unsigned short> id_;
-    bool with_question_ = true;
     bool truncate_udp_ = false;
     std::chrono::milliseconds delay_{0};
     std::vector<unsigned char> raw_;
