@@ -6,6 +6,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <future>
+#include <optional>
 
 namespace vantrel::kelvane::probe::service {
 namespace {
@@ -49,7 +50,22 @@ bool settle(const scheduler& s) {
     return false;
 }
 
-TEST(Scheduler, FirstRunsAreSpreadOverTheInterval) {
+class Scheduler : public ::testing::Test {
+protected:
+    // A scheduler on the fake clock `time`, outliving everything its jobs use.
+    scheduler& make(std::size_t workers, bool start = true) {
+        scheduler_.emplace(time, workers);
+        if (start) {
+            scheduler_->start();
+        }
+        return *scheduler_;
+    }
+
+    fake_clock time;
+    std::optional<scheduler> scheduler_;
+};
+
+TEST_F(Scheduler, FirstRunsAreSpreadOverTheInterval) {
     for (const std::uint64_t n : {10u, 100u, 1000u}) {
         std::vector<duration> offsets;
         for (std::uint64_t i = 0; i < n; ++i) {
@@ -67,10 +83,8 @@ TEST(Scheduler, FirstRunsAreSpreadOverTheInterval) {
     }
 }
 
-TEST(Scheduler, JobsAddedTogetherStartAtTheirOwnOffsets) {
-    fake_clock time;
-    scheduler s(time, 4);
-    s.start();
+TEST_F(Scheduler, JobsAddedTogetherStartAtTheirOwnOffsets) {
+    auto& s = make(4);
     std::atomic<int> runs{0};
     const auto start = time.now();
     for (int i = 0; i < 10; ++i) {
@@ -90,10 +104,8 @@ TEST(Scheduler, JobsAddedTogetherStartAtTheirOwnOffsets) {
     EXPECT_EQ(runs, 11) << "every job once, the first twice";
 }
 
-TEST(Scheduler, ARunningJobMissesItsTickInsteadOfOverlapping) {
-    fake_clock time;
-    scheduler s(time, 4);
-    s.start();
+TEST_F(Scheduler, ARunningJobMissesItsTickInsteadOfOverlapping) {
+    auto& s = make(4);
     gate hold;
     std::atomic<int> concurrent{0};
     std::atomic<int> most{0};
@@ -123,10 +135,8 @@ TEST(Scheduler, ARunningJobMissesItsTickInsteadOfOverlapping) {
     EXPECT_EQ(most, 1);
 }
 
-TEST(Scheduler, ASilentJobDelaysOnlyItself) {
-    fake_clock time;
-    scheduler s(time, 2);
-    s.start();
+TEST_F(Scheduler, ASilentJobDelaysOnlyItself) {
+    auto& s = make(2);
     std::vector<std::string> missed;
     std::mutex missed_mutex;
     s.on_missed([&](const std::string& key) {
@@ -162,10 +172,8 @@ TEST(Scheduler, ASilentJobDelaysOnlyItself) {
     EXPECT_TRUE(settle(s));
 }
 
-TEST(Scheduler, AJobWaitingForAWorkerAlsoMissesItsTick) {
-    fake_clock time;
-    scheduler s(time, 1);
-    s.start();
+TEST_F(Scheduler, AJobWaitingForAWorkerAlsoMissesItsTick) {
+    auto& s = make(1);
     gate hold;
     std::atomic<int> second_runs{0};
     s.add("first", 1s, time.now(), [&] { hold.pass(); });
@@ -180,10 +188,8 @@ TEST(Scheduler, AJobWaitingForAWorkerAlsoMissesItsTick) {
     EXPECT_EQ(second_runs, 1);
 }
 
-TEST(Scheduler, RemoveWaitsForTheRunUnderWay) {
-    fake_clock time;
-    scheduler s(time, 2);
-    s.start();
+TEST_F(Scheduler, RemoveWaitsForTheRunUnderWay) {
+    auto& s = make(2);
     gate hold;
     std::atomic<bool> finished{false};
     s.add("job", 1s, time.now(), [&] {
@@ -201,10 +207,8 @@ TEST(Scheduler, RemoveWaitsForTheRunUnderWay) {
     EXPECT_FALSE(s.remove("job"));
 }
 
-TEST(Scheduler, PostponeMovesTheNextRun) {
-    fake_clock time;
-    scheduler s(time, 1);
-    s.start();
+TEST_F(Scheduler, PostponeMovesTheNextRun) {
+    auto& s = make(1);
     std::atomic<int> runs{0};
     s.add("job", 10s, time.now() + 10s, [&] { ++runs; });
     ASSERT_TRUE(s.postpone("job", time.now() + 2s));
@@ -215,9 +219,8 @@ TEST(Scheduler, PostponeMovesTheNextRun) {
     EXPECT_FALSE(s.postpone("other", time.now()));
 }
 
-TEST(Scheduler, AfterAStallTheScheduleMovesOnWithoutBursting) {
-    fake_clock time;
-    scheduler s(time, 1);
+TEST_F(Scheduler, AfterAStallTheScheduleMovesOnWithoutBursting) {
+    auto& s = make(1, false);
     std::atomic<int> runs{0};
     s.add("job", 1s, time.now(), [&] { ++runs; });
     time.advance(10s);
@@ -230,10 +233,8 @@ TEST(Scheduler, AfterAStallTheScheduleMovesOnWithoutBursting) {
     EXPECT_EQ(s.stats("job")->next_due, time.now() + 1s);
 }
 
-TEST(Scheduler, TellsHowLateEachRunStarts) {
-    fake_clock time;
-    scheduler s(time, 1);
-    s.start();
+TEST_F(Scheduler, TellsHowLateEachRunStarts) {
+    auto& s = make(1);
     std::mutex mutex;
     std::vector<duration> lags;
     s.on_start([&](duration lag) {
@@ -249,10 +250,8 @@ TEST(Scheduler, TellsHowLateEachRunStarts) {
     EXPECT_EQ(lags[0], std::chrono::duration_cast<duration>(2s));
 }
 
-TEST(Scheduler, AThrowingJobKeepsItsWorker) {
-    fake_clock time;
-    scheduler s(time, 1);
-    s.start();
+TEST_F(Scheduler, AThrowingJobKeepsItsWorker) {
+    auto& s = make(1);
     std::atomic<int> runs{0};
     s.add("throws", 1s, time.now(), [&] {
         ++runs;
@@ -266,20 +265,19 @@ TEST(Scheduler, AThrowingJobKeepsItsWorker) {
     EXPECT_EQ(runs, 3);
 }
 
-TEST(Scheduler, RejectsADuplicateKeyAndAnEmptyInterval) {
-    fake_clock time;
-    scheduler s(time, 1);
+TEST_F(Scheduler, RejectsADuplicateKeyAndAnEmptyInterval) {
+    auto& s = make(1, false);
     s.add("a", 1s, time.now(), [] {});
     EXPECT_THROW(s.add("a", 1s, time.now(), [] {}), std::invalid_argument);
     EXPECT_THROW(s.add("b", 0s, time.now(), [] {}), std::invalid_argument);
 }
 
-TEST(Scheduler, WorkersRunJobsOnTheRealClockAndStop) {
-    steady_clock time;
-    scheduler s(time, 2);
+TEST_F(Scheduler, WorkersRunJobsOnTheRealClockAndStop) {
+    steady_clock real;
+    scheduler s(real, 2);
     std::atomic<int> runs{0};
     s.start();
-    s.add("job", 20ms, time.now(), [&] { ++runs; });
+    s.add("job", 20ms, real.now(), [&] { ++runs; });
     for (int i = 0; i < 250 && runs < 5; ++i) {
         std::this_thread::sleep_for(10ms);
     }
@@ -290,10 +288,8 @@ TEST(Scheduler, WorkersRunJobsOnTheRealClockAndStop) {
     EXPECT_EQ(runs, after_stop) << "no run starts after stop()";
 }
 
-TEST(Scheduler, StopGivesUpWaitingAfterTheGrace) {
-    fake_clock time;
-    scheduler s(time, 1);
-    s.start();
+TEST_F(Scheduler, StopGivesUpWaitingAfterTheGrace) {
+    auto& s = make(1);
     gate hold;
     s.add("stuck", 1s, time.now(), [&] { hold.pass(); });
     s.run_due();
@@ -302,9 +298,8 @@ TEST(Scheduler, StopGivesUpWaitingAfterTheGrace) {
     hold.open();
 }
 
-TEST(Scheduler, NothingRunsBeforeStart) {
-    fake_clock time;
-    scheduler s(time, 1);
+TEST_F(Scheduler, NothingRunsBeforeStart) {
+    auto& s = make(1, false);
     std::atomic<int> runs{0};
     s.add("job", 1s, time.now(), [&] { ++runs; });
     s.run_due();
@@ -318,13 +313,11 @@ TEST(Scheduler, NothingRunsBeforeStart) {
 
 // With one worker, the job it waits for is the earliest: a job that falls due
 // before it, added or postponed, is handed to the worker instead.
-class SchedulerHandOver : public ::testing::TestWithParam<bool> {};
+class SchedulerHandOver : public Scheduler, public ::testing::WithParamInterface<bool> {};
 
 TEST_P(SchedulerHandOver, AnEarlierJobTakesTheWorkerThatWaitsForALaterOne) {
     const bool by_postpone = GetParam();
-    fake_clock time;
-    scheduler s(time, 1);
-    s.start();
+    auto& s = make(1);
     std::mutex mutex;
     std::vector<std::string> order;
     const auto record = [&](const char* key) {
@@ -358,10 +351,8 @@ TEST_P(SchedulerHandOver, AnEarlierJobTakesTheWorkerThatWaitsForALaterOne) {
 INSTANTIATE_TEST_SUITE_P(Scheduler, SchedulerHandOver, ::testing::Values(false, true),
                          [](const auto& info) { return info.param ? "Postponed" : "Added"; });
 
-TEST(Scheduler, JobsThatWaitedForAWorkerRunInDueOrder) {
-    fake_clock time;
-    scheduler s(time, 1);
-    s.start();
+TEST_F(Scheduler, JobsThatWaitedForAWorkerRunInDueOrder) {
+    auto& s = make(1);
     gate hold;
     std::mutex mutex;
     std::vector<std::string> order;
@@ -383,10 +374,8 @@ TEST(Scheduler, JobsThatWaitedForAWorkerRunInDueOrder) {
     EXPECT_EQ(s.stats("a")->missed, 0u) << "late, but within its interval";
 }
 
-TEST(Scheduler, RemovingTheJobAWorkerWaitsForFreesTheWorker) {
-    fake_clock time;
-    scheduler s(time, 1);
-    s.start();
+TEST_F(Scheduler, RemovingTheJobAWorkerWaitsForFreesTheWorker) {
+    auto& s = make(1);
     std::atomic<int> other_runs{0};
     s.add("gone", 10s, time.now() + 1s, [] {});
     s.add("other", 10s, time.now() + 2s, [&] { ++other_runs; });
