@@ -490,7 +490,16 @@ void probe_service::scan(const std::shared_ptr<sensor_runtime>& sensor) {
         set_status(*sensor, std::string_view(status) == "ok"        ? sensor_status::ok
                             : std::string_view(status) == "warning" ? sensor_status::warning
                                                                     : sensor_status::error);
-        sensor->last_result = std::move(*result);
+        // Overwritten in place after the first scan: its storage stays where it
+        // was, and each scan's own blocks are freed soon after it, instead of
+        // every scan leaving a new long-lived one among the worker's short-lived
+        // ones (a fragmented heap made malloc itself the service's largest cost
+        // beyond the module's).
+        if (sensor->last_result) {
+            sensor->last_result->CopyFrom(*result);
+        } else {
+            sensor->last_result = std::move(*result);
+        }
         sensor->last_channels = std::move(judged);
     } else {
         sensor->reason = reason;
