@@ -22,7 +22,7 @@ const uint8_t* as_bytes(const std::string& bytes) {
 } // namespace
 
 host_session::host_session(const std::string& module_path, log_sink on_log)
-    : loader_(module_path), on_log_(std::move(on_log)) {
+    : loader_(module_path), on_log_(std::move(on_log)), runtime_log_(runtime_log_capacity) {
     const int32_t code = loader_.api().initialize_module(reinterpret_cast<uint64_t>(this), &host_session::on_message);
     if (code != 0) {
         throw std::runtime_error("The module " + module_path + " refused to initialise (code " + std::to_string(code) +
@@ -47,12 +47,12 @@ void host_session::receive(const uint8_t* data, uint32_t size) {
         log_line line{wire::LogMessage::RUNTIME, 0, 3,
                       "probe: the module sent " + std::to_string(size) + " bytes that are not a message"};
         std::lock_guard lock(mutex_);
-        runtime_log_.push_back(std::move(line));
+        runtime_log_.push(line);
         return;
     }
     if (envelope.body_case() == wire::Envelope::kLogMessage) {
-        // Handed on first and then kept, so that the line is moved, not copied:
-        // every call into the module writes two.
+        // Handed on, then copied into the runtime log's oldest slot, whose
+        // storage it reuses: every call into the module writes two.
         auto& m = *envelope.mutable_log_message();
         log_line line{m.source(), m.sensor_id(), m.level(), std::move(*m.mutable_text())};
         if (on_log_) {
@@ -60,10 +60,7 @@ void host_session::receive(const uint8_t* data, uint32_t size) {
         }
         if (line.source == wire::LogMessage::RUNTIME) {
             std::lock_guard lock(mutex_);
-            runtime_log_.push_back(std::move(line));
-            if (runtime_log_.size() > runtime_log_capacity) {
-                runtime_log_.pop_front();
-            }
+            runtime_log_.push(line);
         }
         return;
     }
@@ -171,9 +168,7 @@ std::shared_ptr<const host_session::channel_map> host_session::channels(int32_t 
 
 std::vector<log_line> host_session::take_runtime_log() {
     std::lock_guard lock(mutex_);
-    std::vector<log_line> lines(runtime_log_.begin(), runtime_log_.end());
-    runtime_log_.clear();
-    return lines;
+    return runtime_log_.take();
 }
 
 } // namespace vantrel::kelvane::probe

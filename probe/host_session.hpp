@@ -1,11 +1,11 @@
 #pragma once
 
 #include "module_loader.hpp"
+#include "recent_items.hpp"
 
 #include <wexo_host.pb.h>
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -82,7 +82,7 @@ private:
     };
     // Looked up on every scan among thousands of sensors: hashed.
     mutable std::unordered_map<int32_t, channel_entry> channels_;
-    std::deque<log_line> runtime_log_;
+    recent_items<log_line> runtime_log_;
     std::optional<std::string> pending_information_;
     bool initialized_ = false;
 };
