@@ -2,6 +2,7 @@
 #include <libwexohelper/messaging/module_information_message.hpp>
 #include <libwexohelper/utils/exceptions.hpp>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <wexo.pb.h>
 
@@ -34,13 +35,9 @@ TEST(MessageService, HandsTheExactSerialisedBytesToTheSink) {
 
 TEST(MessageService, RefusesMessagesAboveTheHostLimit) {
     const module_information_message huge(std::string(max_message_size, 'x'), true);
-    try {
-        huge.serialize();
-        FAIL();
-    } catch (const utils::exceptions::message_too_long& e) {
-        EXPECT_NE(std::string(e.what()).find("larger than the maximum allowed length of 16777216 bytes."),
-                  std::string::npos);
-    }
+    EXPECT_THAT([&] { huge.serialize(); },
+                ::testing::ThrowsMessage<utils::exceptions::message_too_long>(
+                    ::testing::HasSubstr("larger than the maximum allowed length of 16777216 bytes.")));
 }
 
 } // namespace

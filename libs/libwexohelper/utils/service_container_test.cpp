@@ -26,14 +26,9 @@ TEST(ServiceContainer, FactoriesAreKeyedByTheirCallableType) {
 TEST(ServiceContainer, SecondFactoryOrInstanceOfATypeIsRefusedWithItsName) {
     service_container c;
     c.add_factory<widget_maker>([](int) { return nullptr; });
-    try {
-        c.add_factory<widget_maker>([](int) { return nullptr; });
-        FAIL();
-    } catch (const exceptions::already_contains_factory& e) {
-        EXPECT_NE(std::string(e.what()).find("The factory store already contains a factory with type std::function<"),
-                  std::string::npos)
-            << e.what();
-    }
+    EXPECT_THAT([&] { c.add_factory<widget_maker>([](int) { return nullptr; }); },
+                ::testing::ThrowsMessage<exceptions::already_contains_factory>(
+                    ::testing::HasSubstr("The factory store already contains a factory with type std::function<")));
     c.add_instance(std::make_shared<widget>());
     EXPECT_THROW(c.add_instance(std::make_shared<widget>()), exceptions::already_contains_instance);
 }
