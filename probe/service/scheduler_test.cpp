@@ -188,6 +188,32 @@ TEST_F(Scheduler, AJobWaitingForAWorkerAlsoMissesItsTick) {
     EXPECT_EQ(second_runs, 1);
 }
 
+TEST_F(Scheduler, AJobAWorkerTakesLateCountsTheTicksItMissedMeanwhile) {
+    auto& s = make(1);
+    std::vector<std::string> missed;
+    std::mutex missed_mutex;
+    s.on_missed([&](const std::string& key) {
+        std::lock_guard lock(missed_mutex);
+        missed.push_back(key);
+    });
+    gate hold;
+    std::atomic<int> second_runs{0};
+    s.add("first", 10s, time.now(), [&] { hold.pass(); });
+    s.add("second", 1s, time.now() + 500ms, [&] { ++second_runs; });
+    s.run_due();
+    ASSERT_TRUE(hold.wait_for_waiters(1));
+    // No run_due(): the worker itself finds "second" three ticks late when it
+    // is free again.
+    time.advance(3700ms);
+    hold.open();
+    ASSERT_TRUE(settle(s));
+    EXPECT_EQ(second_runs, 1);
+    EXPECT_EQ(s.stats("second")->missed, 3u);
+    EXPECT_EQ(s.stats("second")->next_due, time.now() - 3700ms + 500ms + 4s) << "the run stands for the latest tick";
+    std::lock_guard lock(missed_mutex);
+    EXPECT_EQ(missed, std::vector<std::string>(3, "second"));
+}
+
 TEST_F(Scheduler, RemoveWaitsForTheRunUnderWay) {
     auto& s = make(2);
     gate hold;
