@@ -54,15 +54,27 @@ class Scheduler : public ::testing::Test {
 protected:
     // A scheduler on the fake clock `time`. It outlives the test's own
     // variables, so a test lets every run end (settle) before it returns.
+    // Every tick it reports missed is kept, in order (missed_keys()).
     scheduler& make(std::size_t workers, bool start = true) {
         scheduler_.emplace(time, workers);
+        scheduler_->on_missed([this](const std::string& key) {
+            std::lock_guard lock(missed_mutex_);
+            missed_.push_back(key);
+        });
         if (start) {
             scheduler_->start();
         }
         return *scheduler_;
     }
 
+    std::vector<std::string> missed_keys() {
+        std::lock_guard lock(missed_mutex_);
+        return missed_;
+    }
+
     fake_clock time;
+    std::mutex missed_mutex_;
+    std::vector<std::string> missed_; // before the scheduler, which reports into it until it ends
     std::optional<scheduler> scheduler_;
 };
 
@@ -138,12 +150,6 @@ TEST_F(Scheduler, ARunningJobMissesItsTickInsteadOfOverlapping) {
 
 TEST_F(Scheduler, ASilentJobDelaysOnlyItself) {
     auto& s = make(2);
-    std::vector<std::string> missed;
-    std::mutex missed_mutex;
-    s.on_missed([&](const std::string& key) {
-        std::lock_guard lock(missed_mutex);
-        missed.push_back(key);
-    });
     gate silent;
     std::atomic<int> quick_runs{0};
     s.add("silent", 1s, time.now(), [&] { silent.pass(); });
@@ -165,10 +171,7 @@ TEST_F(Scheduler, ASilentJobDelaysOnlyItself) {
     EXPECT_EQ(quick_runs, 6);
     EXPECT_EQ(s.stats("quick")->missed, 0u);
     EXPECT_EQ(s.stats("silent")->missed, 5u);
-    {
-        std::lock_guard lock(missed_mutex);
-        EXPECT_EQ(missed, std::vector<std::string>(5, "silent"));
-    }
+    EXPECT_EQ(missed_keys(), std::vector<std::string>(5, "silent"));
     silent.open();
     EXPECT_TRUE(settle(s));
 }
@@ -191,12 +194,6 @@ TEST_F(Scheduler, AJobWaitingForAWorkerAlsoMissesItsTick) {
 
 TEST_F(Scheduler, AJobAWorkerTakesLateCountsTheTicksItMissedMeanwhile) {
     auto& s = make(1);
-    std::vector<std::string> missed;
-    std::mutex missed_mutex;
-    s.on_missed([&](const std::string& key) {
-        std::lock_guard lock(missed_mutex);
-        missed.push_back(key);
-    });
     gate hold;
     std::atomic<int> second_runs{0};
     s.add("first", 10s, time.now(), [&] { hold.pass(); });
@@ -211,8 +208,7 @@ TEST_F(Scheduler, AJobAWorkerTakesLateCountsTheTicksItMissedMeanwhile) {
     EXPECT_EQ(second_runs, 1);
     EXPECT_EQ(s.stats("second")->missed, 3u);
     EXPECT_EQ(s.stats("second")->next_due, time.now() - 3700ms + 500ms + 4s) << "the run stands for the latest tick";
-    std::lock_guard lock(missed_mutex);
-    EXPECT_EQ(missed, std::vector<std::string>(3, "second"));
+    EXPECT_EQ(missed_keys(), std::vector<std::string>(3, "second"));
 }
 
 TEST_F(Scheduler, RemoveWaitsForTheRunUnderWay) {
